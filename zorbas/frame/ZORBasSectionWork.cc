@@ -1,0 +1,31 @@
+#include "zorbas/frame/ZORBasSectionWork.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "zorbas/crash/omn_manageFPE.h"
+#include "zorbas/frame/ZORBasUtlException.h"
+#include "zorbas/frame/ZORBas_SingletonRegistry.h"
+#include "zorbas/frame/omi_AlertListener.h"
+
+void ZORBasUtils_startWork() {
+    ZORBasUtlExceptionModel::setBehavior(new ZORBasUtlExcDefaultFactory);
+}
+
+// Singletons end in this order; the registry, which may still be asked for by the others, last.
+void ZORBasUtils_endWork() {
+    ZORBasUtlExceptionModel::setBehavior(nullptr);
+    omi_SingletonBase<ZORBasUtlExcModelSingleton>::Finalize();
+    omi_SingletonBase<ZORBas_SingletonRegistry>::Finalize();
+}
+
+void ZORBasOmni_startWork() {
+    const char* ignore = std::getenv("VLD_IGNORE_FPE");
+    if (ignore && std::strcmp(ignore, "1") == 0) {
+        omn_ignoreFPESetting(true);
+        setenv("VLD_IGNORE_FPE", "0", 1);
+    }
+    omn_globalFPESetting();
+}
+
+void ZORBasOmni_endWork() { omi_SingletonBase<omi_AlertListener>::Finalize(); }

@@ -1,0 +1,56 @@
+// Singletons first reached from one thread. omi_SingletonBase keeps the one instance and registers
+// its type name with the process's singleton registry; omi_Singleton adds the creating Instance().
+// Neither takes a lock: use ZORBasAtiGlobalSingleton when several threads may ask first.
+#pragma once
+
+#include <cstdlib>
+#include <typeinfo>
+
+#include "companions/alloc/mem_Malloc.h"
+#include "companions/alloc/omi_SingletonRegistry.h"
+#include "companions/framework/PLXFatalError.h"
+#include "companions/framework/zorbas_export.h"
+
+template <class T>
+class ZORBAS_API omi_SingletonBase {
+  public:
+    // Ends the instance, when there is one; finalizing twice is harmless.
+    static void Finalize() {
+        if (omi_SingletonRegistry* registry = omi_SingletonRegistry::Instance())
+            registry->Remove(typeid(T).name());
+        if (instance) {
+            T* doomed = instance;
+            delete doomed;
+        }
+        instance = nullptr;
+    }
+
+  protected:
+    omi_SingletonBase() {
+        ZORBAS_ASSERT(instance == 0, "ZORBase/ProtectedInterfaces/omi_SingletonBase", 22);
+        instance = static_cast<T*>(this);
+        if (omi_SingletonRegistry* registry = omi_SingletonRegistry::Instance())
+            registry->Add(typeid(T).name(), instance);
+    }
+    ~omi_SingletonBase() = default;
+    // The bare pointer, null when no instance lives.
+    static T* Instance() { return instance; }
+
+  private:
+    static inline T* instance = nullptr;
+};
+
+// Allocation of the instance goes through the tracked heap: `T` either derives from
+// mem_AllocationOperators or is built in a tracked block.
+template <class T>
+class ZORBAS_API omi_Singleton : public omi_SingletonBase<T> {
+  public:
+    omi_Singleton() = default;
+
+    static T& Instance() {
+        if (T* live = omi_SingletonBase<T>::Instance()) return *live;
+        T* made = new T;
+        if (made != omi_SingletonBase<T>::Instance()) std::abort();
+        return *made;
+    }
+};
