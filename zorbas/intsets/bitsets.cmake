@@ -1,0 +1,1 @@
+# The blocked array, the block bit vector and the sets over it.

@@ -1,0 +1,1 @@
+# The integer-keyed tables, the multi-maps and the hash table.
