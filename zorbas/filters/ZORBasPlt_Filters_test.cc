@@ -76,7 +76,9 @@ struct Padded {
     int count;
     Padded(const std::vector<float>& curve, int pad, float room = 0.0f)
         : times(curve.size() + 2 * pad, 0.0f), values(curve.size() + 2 * pad, room) {
-        std::copy(TheCurves().times.begin(), TheCurves().times.end(), times.begin() + pad);
+        const std::vector<float>& t0 = TheCurves().times;
+        EXPECT_LE(curve.size(), t0.size());
+        std::copy(t0.begin(), t0.begin() + std::min(t0.size(), curve.size()), times.begin() + pad);
         std::copy(curve.begin(), curve.end(), values.begin() + pad);
         t = times.data();
         v = values.data();

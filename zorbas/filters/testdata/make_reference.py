@@ -16,6 +16,7 @@ Files:
   conditions.txt  start and end conditions on their own: padded times, values and history
   cases.txt       every design, order, condition and direction
   scipy_design.txt  scipy's own butter/cheby1/cheby2 sections run over the curves
+  resample.txt    a curve on irregular times resampled onto a uniform step by numpy.interp
 """
 import os
 import sys
@@ -371,12 +372,32 @@ def write_scipy_design(t, curves):
     return worst
 
 
+def write_resample():
+    """times / values of the irregular curve, then step, grid times, values and kept indexes."""
+    i = np.arange(40)
+    t = (T0 + i * DT + np.where(i % 3 == 1, 0.3 * DT, 0.0)).astype(F32)
+    v = (np.sin(2 * PI * 30.0 * (t - T0)) + 0.1 * i).astype(F32)
+    step = 0.5 * DT
+    grid = []
+    while F32(float(t[0]) + len(grid) * step) <= t[-1]:
+        grid.append(F32(float(t[0]) + len(grid) * step))
+    grid = np.array(grid)
+    n = len(grid)
+    out = np.interp(grid.astype(float), t.astype(float), v.astype(float)).astype(F32)
+    kept = [k for k in range(n) if grid[k] in set(t.tolist())]
+    with open(os.path.join(HERE, "resample.txt"), "w") as f:
+        f.write("# irregular times / values / step / grid times / values / kept indexes\n")
+        f.write(f"{fmt(t)}\n{fmt(v)}\n{step!r}\n{fmt(grid)}\n{fmt(out)}\n")
+        f.write(" ".join(map(str, kept)) + "\n")
+
+
 def main():
     t, curves = make_curves()
     write_curves(t, curves)
     write_conditions(t, curves)
     write_cases(t, curves)
     worst = write_scipy_design(t, curves)
+    write_resample()
     print("design agreement with scipy (digits):", worst, file=sys.stderr)
 
 
