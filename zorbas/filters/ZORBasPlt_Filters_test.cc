@@ -10,42 +10,19 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "zorbas/filters/ZORBasPlt_Filters.h"
+#include "zorbas/filters/ZORBasPlt_Reference_test.h"
 
 namespace {
 
+using zorbas_filters_test::Numbers;
+using zorbas_filters_test::ReadLines;
+
 constexpr double kDt = 1e-3;
-
-std::string DataFile(const char* name) {
-    const char* root = std::getenv("ZORBAS_TEST_DATA");
-    std::string dir = root ? std::string(root) + "/zorbas/filters/testdata" : ZORBAS_FILTERS_DATA;
-    return dir + "/" + name;
-}
-
-// Lines of a data file without its comment lines.
-std::vector<std::string> ReadLines(const char* name) {
-    std::ifstream in(DataFile(name));
-    EXPECT_TRUE(in.good()) << "cannot read " << DataFile(name);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);)
-        if (!line.empty() && line[0] != '#') lines.push_back(line);
-    return lines;
-}
-
-template <class T>
-std::vector<T> Numbers(const std::string& line) {
-    std::istringstream in(line);
-    std::vector<T> out;
-    for (T x; in >> x;) out.push_back(x);
-    return out;
-}
 
 struct Curves {
     std::vector<float> times;

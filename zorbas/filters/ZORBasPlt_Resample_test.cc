@@ -4,37 +4,16 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "zorbas/filters/ZORBasPlt_Filters.h"
+#include "zorbas/filters/ZORBasPlt_Reference_test.h"
 #include "zorbas/intsets/omi_BlkBitVect.h"
 
 namespace {
 
-std::vector<std::string> ReferenceLines() {
-    const char* root = std::getenv("ZORBAS_TEST_DATA");
-    const std::string file =
-        (root ? std::string(root) + "/zorbas/filters/testdata" : std::string(ZORBAS_FILTERS_DATA)) +
-        "/resample.txt";
-    std::ifstream in(file);
-    EXPECT_TRUE(in.good()) << "cannot read " << file;
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);)
-        if (!line.empty() && line[0] != '#') lines.push_back(line);
-    return lines;
-}
-
-template <class T>
-std::vector<T> Numbers(const std::string& line) {
-    std::istringstream in(line);
-    std::vector<T> out;
-    for (T x; in >> x;) out.push_back(x);
-    return out;
-}
+using zorbas_filters_test::Numbers;
 
 std::vector<unsigned> SetBits(const omi_BlkBitVect& v) {
     std::vector<unsigned> bits;
@@ -45,7 +24,7 @@ std::vector<unsigned> SetBits(const omi_BlkBitVect& v) {
 }
 
 TEST(Resample, IrregularCurveOntoUniformStepAgreesWithNumpyInterp) {
-    const std::vector<std::string> lines = ReferenceLines();
+    const std::vector<std::string> lines = zorbas_filters_test::ReadLines("resample.txt");
     ASSERT_EQ(lines.size(), 6u);
     const std::vector<float> times = Numbers<float>(lines[0]), values = Numbers<float>(lines[1]);
     const double step = std::stod(lines[2]);

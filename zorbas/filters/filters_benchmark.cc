@@ -91,113 +91,82 @@ void PlainBackward(double* x, long n, const Section& c) {
     }
 }
 
-void BM_Butterworth4_Library(benchmark::State& state) {
+// Times `filter(data, count, backward)` over a fresh copy of the signal in each iteration (the
+// copy is not timed); `stages` is the number of stages of one pass.
+template <class T, class Filter>
+void Measure(benchmark::State& state, int stages, Filter filter) {
     const bool backward = state.range(0) != 0;
-    std::vector<float> times = Times(), values;
+    const std::vector<float>& in = Input();
+    std::vector<T> x(in.size());
     for (auto _ : state) {
         state.PauseTiming();
-        values = Input();
+        x.assign(in.begin(), in.end());
         state.ResumeTiming();
-        float* t = times.data();
-        float* v = values.data();
-        ZORBasPlt_iirFilter(t, v, static_cast<int>(values.size()), kPad, kCutoff, kDt, 4, 0.0f,
-                            ZORBasPlt_EndMirror, ZORBasPlt_EndMirror, ZORBasPlt_Butterworth,
-                            backward);
-        benchmark::DoNotOptimize(values.data());
+        filter(x.data(), static_cast<int>(x.size()), backward);
+        benchmark::DoNotOptimize(x.data());
     }
-    state.SetItemsProcessed(state.iterations() * values.size());
-    state.counters["ns_stage_sample"] = NsPer((backward ? 4.0 : 2.0) * values.size());
+    state.SetItemsProcessed(state.iterations() * x.size());
+    state.counters["ns_stage_sample"] = NsPer((backward ? 2.0 : 1.0) * stages * x.size());
+}
+
+void BM_Butterworth4_Library(benchmark::State& state) {
+    std::vector<float> times = Times();
+    Measure<float>(state, 2, [&](float* v, int n, bool backward) {
+        float* t = times.data();
+        ZORBasPlt_iirFilter(t, v, n, kPad, kCutoff, kDt, 4, 0.0f, ZORBasPlt_EndMirror,
+                            ZORBasPlt_EndMirror, ZORBasPlt_Butterworth, backward);
+    });
 }
 
 // The exported single stage called once per stage and pass, as a caller assembling its own
 // cascade would: what sweeping the stages together saves.
 void BM_Butterworth4_StageByStage(benchmark::State& state) {
     const std::vector<Section> sections = Butterworth4();
-    std::vector<float> values;
-    for (auto _ : state) {
-        state.PauseTiming();
-        values = Input();
-        state.ResumeTiming();
-        float* v = values.data();
-        const int n = static_cast<int>(values.size());
+    Measure<float>(state, 2, [&](float* v, int n, bool backward) {
         for (const Section& c : sections)
             ZORBasPlt_filter_forward(v, n, 0, c.b0, c.b1, c.b2, c.a1, c.a2, v[0], v[0], v[0], v[0]);
-        for (const Section& c : sections)
-            ZORBasPlt_filter_backward(v, n, c.b0, c.b1, c.b2, c.a1, c.a2, v[n - 1], v[n - 1],
-                                      v[n - 1], v[n - 1]);
-        benchmark::DoNotOptimize(values.data());
-    }
-    state.SetItemsProcessed(state.iterations() * values.size());
-    state.counters["ns_stage_sample"] = NsPer(4.0 * values.size());
+        if (backward)
+            for (const Section& c : sections)
+                ZORBasPlt_filter_backward(v, n, c.b0, c.b1, c.b2, c.a1, c.a2, v[n - 1], v[n - 1],
+                                          v[n - 1], v[n - 1]);
+    });
 }
 
 void BM_Butterworth4_PlainLoop(benchmark::State& state) {
-    const bool backward = state.range(0) != 0;
     const std::vector<Section> sections = Butterworth4();
-    const std::vector<float>& in = Input();
-    std::vector<double> x(in.size());
-    for (auto _ : state) {
-        state.PauseTiming();
-        x.assign(in.begin(), in.end());
-        state.ResumeTiming();
-        for (const Section& c : sections) PlainForward(x.data(), x.size(), c);
+    Measure<double>(state, 2, [&](double* x, int n, bool backward) {
+        for (const Section& c : sections) PlainForward(x, n, c);
         if (backward)
-            for (const Section& c : sections) PlainBackward(x.data(), x.size(), c);
-        benchmark::DoNotOptimize(x.data());
-    }
-    state.SetItemsProcessed(state.iterations() * x.size());
-    state.counters["ns_stage_sample"] = NsPer((backward ? 4.0 : 2.0) * x.size());
+            for (const Section& c : sections) PlainBackward(x, n, c);
+    });
 }
 
 void BM_Sae_Library(benchmark::State& state) {
-    const bool backward = state.range(0) != 0;
-    std::vector<float> times = Times(), values;
-    for (auto _ : state) {
-        state.PauseTiming();
-        values = Input();
-        state.ResumeTiming();
+    std::vector<float> times = Times();
+    Measure<float>(state, 1, [&](float* v, int n, bool backward) {
         float* t = times.data();
-        float* v = values.data();
-        ZORBasPlt_saeFilter(t, v, static_cast<int>(values.size()), kPad, kCutoff, kDt,
-                            ZORBasPlt_EndMirror, ZORBasPlt_EndMirror, backward);
-        benchmark::DoNotOptimize(values.data());
-    }
-    state.SetItemsProcessed(state.iterations() * values.size());
-    state.counters["ns_stage_sample"] = NsPer((backward ? 2.0 : 1.0) * values.size());
+        ZORBasPlt_saeFilter(t, v, n, kPad, kCutoff, kDt, ZORBasPlt_EndMirror, ZORBasPlt_EndMirror,
+                            backward);
+    });
 }
 
 void BM_Sae_PlainLoop(benchmark::State& state) {
-    const bool backward = state.range(0) != 0;
     const double c = std::tan(kPi * (kCutoff * 1.25) * kDt);
     const double d = std::sqrt(2.0) * c, e = c * c, g = 1.0 / (1.0 + d + e);
     const Section sae{e * g, 2.0 * e * g, e * g, -2.0 * (1.0 - e) * g, -(d - e - 1.0) * g};
-    const std::vector<float>& in = Input();
-    std::vector<double> x(in.size());
-    for (auto _ : state) {
-        state.PauseTiming();
-        x.assign(in.begin(), in.end());
-        state.ResumeTiming();
-        PlainForward(x.data(), x.size(), sae);
-        if (backward) PlainBackward(x.data(), x.size(), sae);
-        benchmark::DoNotOptimize(x.data());
-    }
-    state.SetItemsProcessed(state.iterations() * x.size());
-    state.counters["ns_stage_sample"] = NsPer((backward ? 2.0 : 1.0) * x.size());
+    Measure<double>(state, 1, [&](double* x, int n, bool backward) {
+        PlainForward(x, n, sae);
+        if (backward) PlainBackward(x, n, sae);
+    });
 }
 
 }  // namespace
 
 // Argument "backward": 0 forward pass only, 1 forward and backward.
-BENCHMARK(BM_Butterworth4_Library)
-    ->ArgName("backward")
-    ->Arg(0)
-    ->Arg(1)
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Butterworth4_PlainLoop)
-    ->ArgName("backward")
-    ->Arg(0)
-    ->Arg(1)
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Butterworth4_StageByStage)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Sae_Library)->ArgName("backward")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Sae_PlainLoop)->ArgName("backward")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+#define ZORBAS_FILTER_BENCHMARK(fn) \
+    BENCHMARK(fn)->ArgName("backward")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)
+ZORBAS_FILTER_BENCHMARK(BM_Butterworth4_Library);
+ZORBAS_FILTER_BENCHMARK(BM_Butterworth4_PlainLoop);
+ZORBAS_FILTER_BENCHMARK(BM_Butterworth4_StageByStage);
+ZORBAS_FILTER_BENCHMARK(BM_Sae_Library);
+ZORBAS_FILTER_BENCHMARK(BM_Sae_PlainLoop);
