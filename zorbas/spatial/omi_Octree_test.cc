@@ -198,16 +198,18 @@ TEST(OctreeInsert, The257thBoxSplitsAndAsksForEachHeldItemOnceInStorageOrder) {
     EXPECT_EQ(held, 257u);
 }
 
+void InsertCopies(omi_Octree& tree, Boxes& boxes, const float* p, unsigned n) {
+    for (unsigned i = 0; i < n; ++i)
+        boxes.Insert(tree, boxes.Add(p[0], p[1], p[2], p[0], p[1], p[2]));
+}
+
 // Places 256 copies of a point in its leaf, then splits that leaf with one item mirrored across
 // its centre, so that each split moves the copies one level down without a cascade.
 TEST(OctreeInsert, ALeafAtLevel11BecomesAnInfiniteLeafThatDoublesItsRun) {
     Boxes boxes;
     omi_Octree tree(kUnitCenter, kUnitHalf, 1e-7f, Boxes::GetBox, &boxes);
     const float p[3] = {0.123f, 0.456f, 0.789f};
-    for (unsigned i = 0; i < 256; ++i) {
-        boxes.Add(p[0], p[1], p[2], p[0], p[1], p[2]);
-        boxes.Insert(tree, i);
-    }
+    InsertCopies(tree, boxes, p, 256);
     EXPECT_EQ(LevelOf(tree, p), 2u);
     for (unsigned level = 3; level <= 11; ++level) {
         const omi_OctVector& c = tree.FindCell(p)->Center();
@@ -225,8 +227,7 @@ TEST(OctreeInsert, ALeafAtLevel11BecomesAnInfiniteLeafThatDoublesItsRun) {
     EXPECT_EQ(inf->Capacity(), 512u);
     EXPECT_EQ(inf->Count(), 257u);
     EXPECT_EQ(inf->Index(), tree.NextCellIndex() - 1);
-    for (unsigned i = 0; i < 255; ++i)
-        boxes.Insert(tree, boxes.Add(p[0], p[1], p[2], p[0], p[1], p[2]));
+    InsertCopies(tree, boxes, p, 255);
     EXPECT_EQ(inf->Capacity(), 512u);
     EXPECT_EQ(inf->Count(), 512u);
     boxes.Insert(tree, boxes.Add(p[0], p[1], p[2], p[0], p[1], p[2]));
@@ -246,10 +247,7 @@ TEST(OctreeInsert, CascadedSplitsCountTheirNesting) {
     Boxes boxes;
     omi_Octree tree(kUnitCenter, kUnitHalf, 1e-7f, Boxes::GetBox, &boxes);
     const float p[3] = {0.123f, 0.456f, 0.789f};
-    for (unsigned i = 0; i < 257; ++i) {
-        boxes.Add(p[0], p[1], p[2], p[0], p[1], p[2]);
-        boxes.Insert(tree, i);
-    }
+    InsertCopies(tree, boxes, p, 257);
     ASSERT_NE(dynamic_cast<const omi_OctreeLeafInf*>(tree.FindCell(p)), nullptr);
     EXPECT_EQ(LevelOf(tree, p), 7u);
     // Five splits, each asking for the 256 items that the leaf held.
