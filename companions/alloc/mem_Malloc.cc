@@ -106,7 +106,8 @@ void* mem_Realloc(void* block, size_t size) {
     if (mem_IsTinyBlock(block)) {
         void* fresh = mem_Malloc(size);
         if (!fresh) return nullptr;
-        std::memcpy(fresh, block, size < 32 ? size : 32);
+        size_t keep = mem_TinyClassSize(block);
+        std::memcpy(fresh, block, size < keep ? size : keep);
         mem_TinyFree(block);
         return fresh;
     }
