@@ -67,6 +67,8 @@ std::recursive_mutex& ThreadLock() {
 
 }  // namespace
 
+bool mem_TinyTryFree(void* block);  // mem_Tiny.cc
+
 // Tiny chunks count in the footprint too; mem_Tiny.cc reports them here.
 void mem_AccountTinyChunk(size_t bytes) {
     long long now =
@@ -89,11 +91,7 @@ void* mem_Malloc(size_t size) {
 }
 
 void mem_Free(void* block) {
-    if (!block) return;
-    if (mem_IsTinyBlock(block)) {
-        mem_TinyFree(block);
-        return;
-    }
+    if (!block || mem_TinyTryFree(block)) return;
     BlockHeader* h = HeaderOf(block);
     CheckBlock(h);
     h->magic = kDeadMagic;

@@ -129,13 +129,26 @@ bool mem_IsTinyBlock(const void* block) {
     return reinterpret_cast<uintptr_t>(block) - g_lo.load(std::memory_order_relaxed) < kRegionSize;
 }
 
-void mem_TinyFree(void* block) {
-    auto p = reinterpret_cast<uintptr_t>(block);
-    int c = g_chunk_class[(p - g_lo.load(std::memory_order_relaxed)) >> kChunkShift];
+namespace {
+inline void Push(void* block, uintptr_t offset) {
+    int c = g_chunk_class[offset >> kChunkShift];
     if (__builtin_expect(!t_registered, 0)) RegisterThread();
     auto* b = static_cast<FreeBlock*>(block);
     b->next = t_lists.free[c];
     t_lists.free[c] = b;
+}
+}  // namespace
+
+void mem_TinyFree(void* block) {
+    Push(block, reinterpret_cast<uintptr_t>(block) - g_lo.load(std::memory_order_relaxed));
+}
+
+// mem_Free's one call into this file: the range test and the free together.
+bool mem_TinyTryFree(void* block) {
+    uintptr_t offset = reinterpret_cast<uintptr_t>(block) - g_lo.load(std::memory_order_relaxed);
+    if (offset >= kRegionSize) return false;
+    Push(block, offset);
+    return true;
 }
 
 size_t mem_TinyChunkBytes() {
