@@ -12,34 +12,17 @@ namespace {
 
 constexpr int kBatch = 1000000;
 
-void BM_Tiny4(benchmark::State& state) {
-    std::vector<void*> blocks(kBatch);
-    for (auto _ : state) {
-        for (int i = 0; i < kBatch; ++i) blocks[i] = mem_TinyAlloc(4);
-        benchmark::DoNotOptimize(blocks.data());
-        for (int i = 0; i < kBatch; ++i) mem_Free(blocks[i]);
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations() * kBatch);
-}
+void* Malloc(size_t size) { return std::malloc(size); }
+void* TinyAlloc(size_t size) { return mem_TinyAlloc(size); }
 
-void BM_TinyOperatorNew4(benchmark::State& state) {
+// One iteration: a batch of 4-byte allocations, then their frees in the same order.
+template <void* (*Alloc)(size_t), void (*Free)(void*)>
+void BM_Batch4(benchmark::State& state) {
     std::vector<void*> blocks(kBatch);
     for (auto _ : state) {
-        for (int i = 0; i < kBatch; ++i) blocks[i] = mem_OperatorNewTinyThrow(4);
+        for (int i = 0; i < kBatch; ++i) blocks[i] = Alloc(4);
         benchmark::DoNotOptimize(blocks.data());
-        for (int i = 0; i < kBatch; ++i) mem_Free(blocks[i]);
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations() * kBatch);
-}
-
-void BM_Malloc4(benchmark::State& state) {
-    std::vector<void*> blocks(kBatch);
-    for (auto _ : state) {
-        for (int i = 0; i < kBatch; ++i) blocks[i] = std::malloc(4);
-        benchmark::DoNotOptimize(blocks.data());
-        for (int i = 0; i < kBatch; ++i) std::free(blocks[i]);
+        for (int i = 0; i < kBatch; ++i) Free(blocks[i]);
         benchmark::ClobberMemory();
     }
     state.SetItemsProcessed(state.iterations() * kBatch);
@@ -47,6 +30,10 @@ void BM_Malloc4(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(BM_Tiny4)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_TinyOperatorNew4)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Malloc4)->Unit(benchmark::kMillisecond);
+// mem_TinyAlloc with mem_Free (which recognises the block by its address); the class-level
+// operator's path (mem_OperatorNewTinyThrow); and the C heap.
+BENCHMARK(BM_Batch4<TinyAlloc, mem_Free>)->Name("BM_Tiny4")->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Batch4<mem_OperatorNewTinyThrow, mem_Free>)
+    ->Name("BM_TinyOperatorNew4")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Batch4<Malloc, std::free>)->Name("BM_Malloc4")->Unit(benchmark::kMillisecond);

@@ -13,9 +13,12 @@ ZORBasVectorGeneric::~ZORBasVectorGeneric() {
     mem_Free(m_data);
 }
 
-void ZORBasVectorGeneric::Relocate(size_t capacity) {
+char* ZORBasVectorGeneric::NewBlock(size_t capacity) const {
     if (capacity > SIZE_MAX / (m_traits.size ? m_traits.size : 1)) throw std::bad_alloc();
-    auto* fresh = static_cast<char*>(mem_OperatorNewThrow(capacity * m_traits.size));
+    return static_cast<char*>(mem_OperatorNewThrow(capacity * m_traits.size));
+}
+
+void ZORBasVectorGeneric::Adopt(char* fresh, size_t capacity) {
     for (size_t i = 0; i < m_size; ++i) {
         m_traits.move(fresh + i * m_traits.size, At(i));
         m_traits.destroy(At(i));
@@ -26,27 +29,21 @@ void ZORBasVectorGeneric::Relocate(size_t capacity) {
 }
 
 void ZORBasVectorGeneric::Reserve(size_t capacity) {
-    if (capacity > m_capacity) Relocate(capacity);
+    if (capacity > m_capacity) Adopt(NewBlock(capacity), capacity);
 }
 
 void ZORBasVectorGeneric::PushBack(const void* element) {
     if (m_size == m_capacity) {
         // The element may lie in this vector: copy it before the block moves.
         size_t grown = m_capacity ? m_capacity * 2 : 4;
-        auto* fresh = static_cast<char*>(mem_OperatorNewThrow(grown * m_traits.size));
+        char* fresh = NewBlock(grown);
         try {
             m_traits.copy(fresh + m_size * m_traits.size, element);
         } catch (...) {
             mem_Free(fresh);
             throw;
         }
-        for (size_t i = 0; i < m_size; ++i) {
-            m_traits.move(fresh + i * m_traits.size, At(i));
-            m_traits.destroy(At(i));
-        }
-        mem_Free(m_data);
-        m_data = fresh;
-        m_capacity = grown;
+        Adopt(fresh, grown);
     } else {
         m_traits.copy(At(m_size), element);
     }

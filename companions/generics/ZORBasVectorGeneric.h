@@ -44,8 +44,10 @@ class ZORBAS_API ZORBasVectorGeneric {
     void* At(size_t i) const { return m_data + i * m_traits.size; }
 
   private:
-    // Moves the elements into a block of `capacity` elements.
-    void Relocate(size_t capacity);
+    // A raw block for `capacity` elements; throws std::bad_alloc.
+    char* NewBlock(size_t capacity) const;
+    // Moves the elements into `fresh` (room for `capacity`) and frees the old block.
+    void Adopt(char* fresh, size_t capacity);
 
     ZORBasElementTraitsGeneric m_traits;
     char* m_data;
