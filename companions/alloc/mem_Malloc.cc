@@ -68,6 +68,8 @@ std::recursive_mutex& ThreadLock() {
 
 }  // namespace
 
+bool mem_TinyTryFree(void* block);  // mem_Tiny.cc
+
 // Tiny chunks count in the footprint too; mem_Tiny.cc reports them here.
 void mem_AccountTinyChunk(size_t bytes) {
     g_tiny_bytes.fetch_add(static_cast<long long>(bytes), std::memory_order_relaxed);
@@ -91,11 +93,7 @@ void* mem_Malloc(size_t size) {
 }
 
 void mem_Free(void* block) {
-    if (!block) return;
-    if (mem_IsTinyBlock(block)) {
-        mem_TinyFree(block);
-        return;
-    }
+    if (!block || mem_TinyTryFree(block)) return;
     BlockHeader* h = HeaderOf(block);
     CheckBlock(h);
     h->magic = kDeadMagic;
@@ -108,7 +106,8 @@ void* mem_Realloc(void* block, size_t size) {
     if (mem_IsTinyBlock(block)) {
         void* fresh = mem_Malloc(size);
         if (!fresh) return nullptr;
-        std::memcpy(fresh, block, size < 32 ? size : 32);
+        size_t keep = mem_TinyClassSize(block);
+        std::memcpy(fresh, block, size < keep ? size : keep);
         mem_TinyFree(block);
         return fresh;
     }
