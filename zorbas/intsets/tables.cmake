@@ -22,3 +22,6 @@ endforeach()
 
 zorbas_sources(${CMAKE_CURRENT_LIST_DIR}/omi_UintTable.cc)
 zorbas_test(omi_UintTable_test SOURCES ${CMAKE_CURRENT_LIST_DIR}/omi_UintTable_test.cc)
+zorbas_sources(${CMAKE_CURRENT_LIST_DIR}/omi_IntMultiMap.cc ${CMAKE_CURRENT_LIST_DIR}/HashTable.cc)
+zorbas_test(omi_IntMultiMap_test SOURCES ${CMAKE_CURRENT_LIST_DIR}/omi_IntMultiMap_test.cc)
+zorbas_test(HashTable_test SOURCES ${CMAKE_CURRENT_LIST_DIR}/HashTable_test.cc)
