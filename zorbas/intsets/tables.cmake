@@ -25,3 +25,15 @@ zorbas_test(omi_UintTable_test SOURCES ${CMAKE_CURRENT_LIST_DIR}/omi_UintTable_t
 zorbas_sources(${CMAKE_CURRENT_LIST_DIR}/omi_IntMultiMap.cc ${CMAKE_CURRENT_LIST_DIR}/HashTable.cc)
 zorbas_test(omi_IntMultiMap_test SOURCES ${CMAKE_CURRENT_LIST_DIR}/omi_IntMultiMap_test.cc)
 zorbas_test(HashTable_test SOURCES ${CMAKE_CURRENT_LIST_DIR}/HashTable_test.cc)
+
+# The benchmark's anchors: JudyL and Abseil's flat hash map, beside the standard containers.
+if(ZORBAS_BUILD_BENCHMARKS)
+    zorbas_require_header(Judy.h libjudy-dev)
+    zorbas_require_library(ZORBAS_JUDY_LIB Judy libjudy-dev)
+    find_package(absl QUIET)
+    if(NOT absl_FOUND)
+        message(FATAL_ERROR "Missing Abseil: install the Debian package 'libabsl-dev'.")
+    endif()
+    zorbas_benchmark(omi_UintTable_benchmark SOURCES ${CMAKE_CURRENT_LIST_DIR}/omi_UintTable_benchmark.cc
+                     DEPS ${ZORBAS_JUDY_LIB} absl::flat_hash_map absl::hash)
+endif()
