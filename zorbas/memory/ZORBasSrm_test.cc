@@ -148,6 +148,21 @@ TEST(ZORBasSrmForwarder, DefaultSlotsPrintTheirLine) {
     EXPECT_EQ(ZORBasSrmForwarder::GetPool(srm_ResourceLast), srm_NoPoolAnswer);
 }
 
+TEST(ZORBasSrmBase, MemoryLimitIsStoredAndPassedToTheCacheManager) {
+    ASSERT_EQ(ZORBasSrmBase::m_cacheManager, nullptr);
+    ZORBasSrmBase::SetMemoryLimit(size_t(6) << 30);  // without a manager: stored only
+    EXPECT_EQ(ZORBasSrmBase::GetMemoryLimit(), size_t(6) << 30);
+    EXPECT_EQ(ZORBasSrmBase::MemoryLimit(), size_t(6) << 30);
+
+    ZORBasCamCacheManager manager;
+    ZORBasSrmBase::m_cacheManager = &manager;
+    ZORBasSrmBase::SetMemoryLimit(4096);
+    EXPECT_EQ(manager.MemoryLimit(), 4096u);
+    EXPECT_EQ(ZORBasSrmBase::MemoryLimit(), 4096u);
+    ZORBasSrmBase::m_cacheManager = nullptr;
+    ZORBasSrmBase::SetMemoryLimit(0);
+}
+
 TEST(ZORBasSrmMemoryInfo, GangsCountRecordsAndKeepLow32Bits) {
     ZORBasSrmMemoryInfo info;
     EXPECT_EQ(info.GangSize("Elements"), 0u);
