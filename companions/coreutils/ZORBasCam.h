@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstddef>
 
+#include "companions/alloc/ZORBasMemPool.h"
 #include "companions/alloc/mem_Malloc.h"
 #include "companions/framework/zorbas_export.h"
 
@@ -78,12 +79,11 @@ class ZORBAS_API ZORBasCamPool : public mem_AllocationOperators {
     virtual void* Alloc(size_t size);
     // Returns the bytes released.
     virtual size_t Free(void* block);
-    size_t MemoryCurrent() const { return m_current.load(std::memory_order_relaxed); }
-    size_t MemoryPeak() const { return m_peak.load(std::memory_order_relaxed); }
+    size_t MemoryCurrent() const { return m_bytes.Current(); }
+    size_t MemoryPeak() const { return m_bytes.Peak(); }
     const char* Name() const { return m_name; }
 
   private:
     const char* m_name;
-    std::atomic<size_t> m_current{0};
-    std::atomic<size_t> m_peak{0};
+    mem_PoolCounter m_bytes;
 };

@@ -13,15 +13,9 @@
 #include "companions/framework/zorbas_export.h"
 #include "zorbas/frame/omi_Singleton.h"
 
-struct ZORBAS_API ZORBasCowAllocator {
-    static void* operator new(size_t size) { return mem_OperatorNewThrow(size); }
-    static void* operator new[](size_t size) { return mem_OperatorNewThrow(size); }
-    static void operator delete(void* p) { mem_Free(p); }
-    static void operator delete[](void* p) { mem_Free(p); }
-    // Placement forms for nodes built in storage the container already holds.
-    static void* operator new(size_t, void* where) { return where; }
-    static void operator delete(void*, void*) {}
-};
+// The tracked-heap operators of mem_AllocationOperators (with their placement pair, for nodes built
+// in storage the container already holds), under the name the containers' nodes and handles use.
+struct ZORBAS_API ZORBasCowAllocator : mem_AllocationOperators {};
 
 // Routes allocations through the ZORBasMemPoolCow singleton, which it activates on construction.
 // Assignment copies the whole pool object of the source over the target's; both name the same
@@ -48,8 +42,7 @@ class ZORBAS_API ZORBasCowTrackingAllocator : public ZORBasCowAllocator {
 // mem_AllocationOperators or ZORBasCowAllocator base) uses them; any other type is built in a
 // tracked block. Every referent a holder deletes must have come from cow_New or cow_Direct.
 template <class T>
-constexpr bool cow_HasTrackedOperators =
-    std::is_base_of_v<mem_AllocationOperators, T> || std::is_base_of_v<ZORBasCowAllocator, T>;
+constexpr bool cow_HasTrackedOperators = std::is_base_of_v<mem_AllocationOperators, T>;
 
 template <class T, class... Args>
 T* cow_New(Args&&... args) {
