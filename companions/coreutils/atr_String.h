@@ -7,7 +7,7 @@
 
 #include "companions/coreutils/atr_StringBase.h"
 
-class atr_String : public atr_StringBase {
+class ZORBAS_API atr_String : public atr_StringBase {
   public:
     atr_String() = default;
     atr_String(const atr_String& other) = default;
