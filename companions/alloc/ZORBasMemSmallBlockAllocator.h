@@ -5,7 +5,7 @@
 #include "companions/framework/zorbas_export.h"
 
 class ZORBAS_API ZORBasMemSmallBlockAllocator {
-public:
+  public:
     // Throws std::bad_alloc on exhaustion.
     static void* allocate(int size);
     static void deallocate(void* block);

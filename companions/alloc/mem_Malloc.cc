@@ -27,10 +27,12 @@ struct BlockHeader {
 };
 static_assert(sizeof(BlockHeader) == 16);
 
+// Footprint = payload bytes of live blocks + tiny chunks; both move through g_footprint, and
+// g_tiny_bytes remembers the chunks' share so that the two can be checked against each other.
 std::atomic<long long> g_footprint{0};
 std::atomic<long long> g_peak{0};
 std::atomic<long long> g_live_blocks{0};
-std::atomic<long long> g_tracked_malloc_bytes{0};
+std::atomic<long long> g_tiny_bytes{0};
 
 void RaisePeak(long long now) {
     long long peak = g_peak.load(std::memory_order_relaxed);
@@ -55,8 +57,7 @@ void CheckBlock(BlockHeader* h) {
 
 void Account(long long bytes, long long blocks) {
     long long now = g_footprint.fetch_add(bytes, std::memory_order_relaxed) + bytes;
-    g_tracked_malloc_bytes.fetch_add(bytes, std::memory_order_relaxed);
-    g_live_blocks.fetch_add(blocks, std::memory_order_relaxed);
+    if (blocks) g_live_blocks.fetch_add(blocks, std::memory_order_relaxed);
     if (bytes > 0) RaisePeak(now);
 }
 
@@ -67,8 +68,11 @@ std::recursive_mutex& ThreadLock() {
 
 }  // namespace
 
+bool mem_TinyTryFree(void* block);  // mem_Tiny.cc
+
 // Tiny chunks count in the footprint too; mem_Tiny.cc reports them here.
 void mem_AccountTinyChunk(size_t bytes) {
+    g_tiny_bytes.fetch_add(static_cast<long long>(bytes), std::memory_order_relaxed);
     long long now =
         g_footprint.fetch_add(static_cast<long long>(bytes), std::memory_order_relaxed) +
         static_cast<long long>(bytes);
@@ -89,11 +93,7 @@ void* mem_Malloc(size_t size) {
 }
 
 void mem_Free(void* block) {
-    if (!block) return;
-    if (mem_IsTinyBlock(block)) {
-        mem_TinyFree(block);
-        return;
-    }
+    if (!block || mem_TinyTryFree(block)) return;
     BlockHeader* h = HeaderOf(block);
     CheckBlock(h);
     h->magic = kDeadMagic;
@@ -106,7 +106,8 @@ void* mem_Realloc(void* block, size_t size) {
     if (mem_IsTinyBlock(block)) {
         void* fresh = mem_Malloc(size);
         if (!fresh) return nullptr;
-        std::memcpy(fresh, block, size < 32 ? size : 32);
+        size_t keep = mem_TinyClassSize(block);
+        std::memcpy(fresh, block, size < keep ? size : keep);
         mem_TinyFree(block);
         return fresh;
     }
@@ -169,11 +170,12 @@ mem_DLMallinfoType mem_DLMallinfo() {
 int mem_HeapCheck() {
     long long fp = g_footprint.load(std::memory_order_relaxed);
     long long blocks = g_live_blocks.load(std::memory_order_relaxed);
-    long long tracked = g_tracked_malloc_bytes.load(std::memory_order_relaxed);
+    long long tiny = g_tiny_bytes.load(std::memory_order_relaxed);
+    long long tracked = fp - tiny;
     if (fp < 0) return -1;
     if (blocks < 0) return -2;
     if (tracked < 0 || (blocks == 0 && tracked != 0)) return -3;
-    if (static_cast<size_t>(fp) != static_cast<size_t>(tracked) + mem_TinyChunkBytes()) return -4;
+    if (static_cast<size_t>(tiny) != mem_TinyChunkBytes()) return -4;
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
     // The C heap must hold at least the payloads we believe live (sanitizers replace the C heap,
     // whose statistics then mean nothing).

@@ -20,12 +20,14 @@ struct FreeBlock {
     FreeBlock* next;
 };
 
-// Region bounds are zero until the region exists, so the address test fails for every pointer.
-uintptr_t g_lo = 0;
-uintptr_t g_hi = 0;
+// Base of the region. Until the region exists it is the top kRegionSize of the address space,
+// where no user pointer lies, so the one-comparison address test fails for every block. One word,
+// so a thread that reads it while the region is made sees either value, never a torn pair.
+std::atomic<uintptr_t> g_lo{uintptr_t{0} - kRegionSize};
 unsigned char g_chunk_class[kChunkCount];
 std::atomic<size_t> g_next_chunk{0};
 std::once_flag g_region_once;
+bool g_reserved = false;  // written once under g_region_once
 
 // Blocks of threads that ended, and of the pool's own refills, per class.
 std::mutex g_pool_lock;
@@ -57,8 +59,8 @@ void Reserve() {
     void* p = mmap(nullptr, kRegionSize, PROT_READ | PROT_WRITE,
                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (p == MAP_FAILED) return;  // every tiny request then falls back to the tracked heap
-    g_lo = reinterpret_cast<uintptr_t>(p);
-    g_hi = g_lo + kRegionSize;
+    g_reserved = true;
+    g_lo.store(reinterpret_cast<uintptr_t>(p), std::memory_order_release);
 }
 
 inline int ClassOf(size_t size) { return static_cast<int>((size - 1) >> 3); }
@@ -85,7 +87,7 @@ void DonateLists() {
 
 __attribute__((noinline)) void* Refill(int c) {
     std::call_once(g_region_once, Reserve);
-    if (!g_lo) return nullptr;
+    if (!g_reserved) return nullptr;
     if (!t_registered) RegisterThread();
     {
         std::lock_guard<std::mutex> guard(g_pool_lock);
@@ -98,7 +100,8 @@ __attribute__((noinline)) void* Refill(int c) {
     size_t index = g_next_chunk.fetch_add(1, std::memory_order_relaxed);
     if (index >= kChunkCount) return nullptr;
     g_chunk_class[index] = static_cast<unsigned char>(c);
-    char* chunk = reinterpret_cast<char*>(g_lo + index * kChunkSize);
+    char* chunk =
+        reinterpret_cast<char*>(g_lo.load(std::memory_order_relaxed) + index * kChunkSize);
     mem_AccountTinyChunk(kChunkSize);
     t_lists.bump[c] = chunk + ClassSize(c);
     t_lists.bump_end[c] = chunk + kChunkSize;
@@ -123,17 +126,29 @@ void* mem_TinyAlloc(size_t size) {
 }
 
 bool mem_IsTinyBlock(const void* block) {
-    auto p = reinterpret_cast<uintptr_t>(block);
-    return p >= g_lo && p < g_hi;
+    return reinterpret_cast<uintptr_t>(block) - g_lo.load(std::memory_order_relaxed) < kRegionSize;
 }
 
-void mem_TinyFree(void* block) {
-    auto p = reinterpret_cast<uintptr_t>(block);
-    int c = g_chunk_class[(p - g_lo) >> kChunkShift];
+namespace {
+inline void Push(void* block, uintptr_t offset) {
+    int c = g_chunk_class[offset >> kChunkShift];
     if (__builtin_expect(!t_registered, 0)) RegisterThread();
     auto* b = static_cast<FreeBlock*>(block);
     b->next = t_lists.free[c];
     t_lists.free[c] = b;
+}
+}  // namespace
+
+void mem_TinyFree(void* block) {
+    Push(block, reinterpret_cast<uintptr_t>(block) - g_lo.load(std::memory_order_relaxed));
+}
+
+// mem_Free's one call into this file: the range test and the free together.
+bool mem_TinyTryFree(void* block) {
+    uintptr_t offset = reinterpret_cast<uintptr_t>(block) - g_lo.load(std::memory_order_relaxed);
+    if (offset >= kRegionSize) return false;
+    Push(block, offset);
+    return true;
 }
 
 size_t mem_TinyChunkBytes() {
@@ -143,5 +158,5 @@ size_t mem_TinyChunkBytes() {
 
 size_t mem_TinyClassSize(const void* block) {
     auto p = reinterpret_cast<uintptr_t>(block);
-    return ClassSize(g_chunk_class[(p - g_lo) >> kChunkShift]);
+    return ClassSize(g_chunk_class[(p - g_lo.load(std::memory_order_relaxed)) >> kChunkShift]);
 }

@@ -1,6 +1,7 @@
 #include "companions/coreutils/ZORBasException.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "companions/framework/PLXFatalError.h"
@@ -61,3 +62,41 @@ ZORBasMessageException::ZORBasMessageException(const ZORBasMessageException& oth
     : ZORBasException(other), m_message(CopyText(other.m_message)) {}
 
 ZORBasMessageException::~ZORBasMessageException() { mem_Free(m_message); }
+
+void ZORBasMessageException::SetMessage(const char* message) {
+    char* fresh = CopyText(message);
+    mem_Free(m_message);
+    m_message = fresh;
+}
+
+namespace {
+constexpr const char* kModelFile = "companions/coreutils/ZORBasException";
+
+}  // namespace
+
+ZORBasExecException::ZORBasExecException(int error) : ZORBasMessageException(""), m_error(error) {
+    char buf[96];
+    std::snprintf(buf, sizeof buf, "Regular expression execution failed (error %d)", error);
+    SetMessage(buf);
+}
+
+ZORBasPatternException::ZORBasPatternException(int error, const char* detail)
+    : ZORBasMessageException(""), m_error(error) {
+    char buf[1024];
+    std::snprintf(buf, sizeof buf, "Regular expression does not compile: %s (error %d)",
+                  detail ? detail : "", error);
+    SetMessage(buf);
+}
+
+void ZORBasExceptionModel::throwExecException(int error) {
+    ZORBasExecException(error).Throw(kModelFile, __LINE__);
+}
+
+void ZORBasExceptionModel::throwPatternException(int error, const char* detail) {
+    ZORBasPatternException(error, detail).Throw(kModelFile, __LINE__);
+}
+
+bool ZORBasBexAssertFormalize() {
+    static const bool formal = std::getenv("ZOR_BEX_ASSERT_FORMAL") != nullptr;
+    return formal;
+}

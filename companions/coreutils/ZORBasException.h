@@ -14,8 +14,8 @@ class ZORBAS_API ZORBasException : public mem_AllocationOperators {
   public:
     ZORBasException() : m_file(nullptr), m_line(0) {}
     virtual ~ZORBasException();
-    // "<AsString> (file <file>, line <line>)" for the user and the developer; the developer form
-    // also names the exception's code.
+    // The user's report is the text alone; the developer's is "<text> (code <c>, file <f>, line
+    // <l>)". Both stay valid until the next report of the same object.
     virtual const char* UserReport(ZORBasStringMode mode) const;
     virtual const char* DeveloperReport(ZORBasStringMode mode) const;
     virtual const char* AsString(ZORBasStringMode mode) const = 0;
@@ -55,6 +55,10 @@ class ZORBAS_API ZORBasMessageException : public ZORBasException {
     const char* AsString(ZORBasStringMode) const override { return m_message; }
     const char* Message() const { return m_message; }
 
+  protected:
+    // For classes that build their text after the base is constructed.
+    void SetMessage(const char* message);
+
   private:
     char* m_message;
 };
@@ -76,3 +80,43 @@ ZORBAS_MESSAGE_EXCEPTION(ZORBasOsStringCast, 102);
 ZORBAS_MESSAGE_EXCEPTION(ZORBasToUTF8Exception, 103);
 // A failed conversion between the system encodings.
 ZORBAS_MESSAGE_EXCEPTION(ZORBasOsStringConversion, 104);
+
+// A regular expression whose matching failed inside the engine (not a plain mismatch). Code 201;
+// the text is "Regular expression execution failed (error <n>)" with the engine's error number.
+class ZORBAS_API ZORBasExecException : public ZORBasMessageException {
+  public:
+    explicit ZORBasExecException(int error);
+    [[noreturn]] void Propagate() const override { throw ZORBasExecException(*this); }
+    ZORBasException* Clone() const override { return new ZORBasExecException(*this); }
+    int GetCode() const override { return 201; }
+    int ErrorNumber() const { return m_error; }
+
+  private:
+    int m_error;
+};
+
+// A pattern that does not compile. Code 202; the text is "Regular expression does not compile:
+// <detail> (error <n>)" with the compiler's message and error number.
+class ZORBAS_API ZORBasPatternException : public ZORBasMessageException {
+  public:
+    ZORBasPatternException(int error, const char* detail);
+    [[noreturn]] void Propagate() const override { throw ZORBasPatternException(*this); }
+    ZORBasException* Clone() const override { return new ZORBasPatternException(*this); }
+    int GetCode() const override { return 202; }
+    int ErrorNumber() const { return m_error; }
+
+  private:
+    int m_error;
+};
+
+// Raisers for the regex facade, which stays free of the exception classes' construction.
+class ZORBAS_API ZORBasExceptionModel {
+  public:
+    [[noreturn]] static void throwExecException(int error);
+    [[noreturn]] static void throwPatternException(int error, const char* detail);
+};
+
+// True when assertions are to be reported as formal failures (test verdicts) rather than only
+// printed: set the environment variable ZOR_BEX_ASSERT_FORMAL (its presence counts, not its
+// value). Read once, at the first call.
+ZORBAS_API bool ZORBasBexAssertFormalize();

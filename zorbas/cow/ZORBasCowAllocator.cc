@@ -1,8 +1,7 @@
 #include "zorbas/cow/ZORBasCowAllocator.h"
 
-#include <cstring>
-
-#include "zorbas/frame/omi_Singleton.h"
+template class omi_SingletonBase<ZORBasMemPoolCow>;
+template class omi_Singleton<ZORBasMemPoolCow>;
 
 ZORBasCowTrackingAllocator::ZORBasCowTrackingAllocator()
     : m_pool(&omi_Singleton<ZORBasMemPoolCow>::Instance()) {

@@ -11,6 +11,7 @@
 #include "companions/alloc/ZORBasMemPool.h"
 #include "companions/alloc/mem_Malloc.h"
 #include "companions/framework/zorbas_export.h"
+#include "zorbas/frame/omi_Singleton.h"
 
 struct ZORBAS_API ZORBasCowAllocator {
     static void* operator new(size_t size) { return mem_OperatorNewThrow(size); }
@@ -74,3 +75,6 @@ void cow_Delete(T* p) {
         mem_Free(p);
     }
 }
+
+extern template class omi_SingletonBase<ZORBasMemPoolCow>;
+extern template class omi_Singleton<ZORBasMemPoolCow>;

@@ -17,7 +17,8 @@ struct SingletonDestructCondition {
         : conditionOne(false), conditionTwo(false), conditionThree(false), unused(false) {}
 };
 
-enum SingletonDestructPhase { SingletonDestructPhase0 = 0, SingletonDestructPhase1 = 1 };
+// A fixed underlying type: callers may pass any int, and values other than 0 and 1 do nothing.
+enum SingletonDestructPhase : int { SingletonDestructPhase0 = 0, SingletonDestructPhase1 = 1 };
 
 class ZORBAS_API ZORBas_SingletonRegistry : public omi_Singleton<ZORBas_SingletonRegistry>,
                                             public mem_AllocationOperators {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdlib>
+#include <type_traits>
 #include <typeinfo>
 
 #include "companions/alloc/mem_Malloc.h"
@@ -27,21 +28,27 @@ class ZORBAS_API omi_SingletonBase {
 
   protected:
     omi_SingletonBase() {
-        ZORBAS_ASSERT(instance == 0, "ZORBase/ProtectedInterfaces/omi_SingletonBase", 22);
-        instance = static_cast<T*>(this);
-        if (omi_SingletonRegistry* registry = omi_SingletonRegistry::Instance())
-            registry->Add(typeid(T).name(), instance);
+        if constexpr (std::is_base_of_v<omi_SingletonBase<T>, T>) Adopt(static_cast<T*>(this));
     }
     ~omi_SingletonBase() = default;
     // The bare pointer, null when no instance lives.
     static T* Instance() { return instance; }
+    // Stores and registers a new instance: the constructor's work, also used for a type that
+    // cannot derive from this base (a companion's class).
+    static void Adopt(T* object) {
+        ZORBAS_ASSERT(instance == 0, "ZORBase/ProtectedInterfaces/omi_SingletonBase", 22);
+        instance = object;
+        if (omi_SingletonRegistry* registry = omi_SingletonRegistry::Instance())
+            registry->Add(typeid(T).name(), instance);
+    }
 
   private:
     static inline T* instance = nullptr;
 };
 
-// Allocation of the instance goes through the tracked heap: `T` either derives from
-// mem_AllocationOperators or is built in a tracked block.
+// `T` normally derives from omi_Singleton<T>, whose base constructor stores the instance; a type
+// that cannot (a companion's class) is adopted after construction. `T` allocates through the
+// tracked heap (a mem_AllocationOperators base).
 template <class T>
 class ZORBAS_API omi_Singleton : public omi_SingletonBase<T> {
   public:
@@ -50,6 +57,8 @@ class ZORBAS_API omi_Singleton : public omi_SingletonBase<T> {
     static T& Instance() {
         if (T* live = omi_SingletonBase<T>::Instance()) return *live;
         T* made = new T;
+        if constexpr (!std::is_base_of_v<omi_SingletonBase<T>, T>)
+            omi_SingletonBase<T>::Adopt(made);
         if (made != omi_SingletonBase<T>::Instance()) std::abort();
         return *made;
     }
