@@ -17,6 +17,7 @@
 #include "zorbas/cow/cow_FixedArray.h"
 #include "zorbas/cow/cow_List.h"
 #include "zorbas/cow/cow_String.h"
+#include "zorbas/intsets/omi_BlkBitVect.h"
 
 // Bit `depth` of an integer key, repeating after 32 levels.
 inline bool cow_MapBit(int key, int depth) {
@@ -337,6 +338,11 @@ extern template class cow_Map<int, cow_FixedArray<double>>;
 extern template class cow_ConstMapIterator<int, cow_FixedArray<double>>;
 extern template class cow_ConstMapSortedIt<int, cow_FixedArray<double>>;
 extern template class cow_MapUtils<int, cow_FixedArray<double>>;
+extern template class cow_MapNode<int, omi_BlkBitVect>;
+extern template class cow_Map<int, omi_BlkBitVect>;
+extern template class cow_ConstMapIterator<int, omi_BlkBitVect>;
+extern template class cow_ConstMapSortedIt<int, omi_BlkBitVect>;
+extern template class cow_MapUtils<int, omi_BlkBitVect>;
 extern template class cow_MapNode<unsigned int, int>;
 extern template class cow_Map<unsigned int, int>;
 extern template class cow_ConstMapIterator<unsigned int, int>;
