@@ -38,18 +38,7 @@ void CollectNodes(const cow_BtreeNode<K, V>* n, std::set<const void*>& out) {
     CollectNodes(n->RightNode(), out);
 }
 
-class CowBtreeTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        Tracked::Reset();
-        blocksBefore = mem_LiveBlocks();
-    }
-    void TearDown() override {
-        EXPECT_EQ(Tracked::Live(), 0) << "values leaked or destroyed twice";
-        EXPECT_EQ(mem_LiveBlocks(), blocksBefore) << "nodes or handles leaked";
-    }
-    size_t blocksBefore = 0;
-};
+using CowBtreeTest = TrackedLeakTest;
 
 TEST_F(CowBtreeTest, AMissingChildCountsAsALeafSoShortChainsStay) {
     cow_Btree<int, int> t;

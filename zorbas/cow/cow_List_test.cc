@@ -32,18 +32,7 @@ std::vector<Tracked> Range(int n) {
     return v;
 }
 
-class CowListTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        Tracked::Reset();
-        blocksBefore = mem_LiveBlocks();
-    }
-    void TearDown() override {
-        EXPECT_EQ(Tracked::Live(), 0) << "elements leaked or destroyed twice";
-        EXPECT_EQ(mem_LiveBlocks(), blocksBefore) << "directories or blocks leaked";
-    }
-    size_t blocksBefore = 0;
-};
+using CowListTest = TrackedLeakTest;
 
 TEST_F(CowListTest, PresizeTakesTheBlockSizeFromTheFloatExponent) {
     std::vector<int> data(1000, 7);

@@ -22,18 +22,7 @@ Pairs Sorted(const cow_Map<int, Tracked>& map) {
     return out;
 }
 
-class CowMapTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        Tracked::Reset();
-        blocksBefore = mem_LiveBlocks();
-    }
-    void TearDown() override {
-        EXPECT_EQ(Tracked::Live(), 0) << "values leaked or destroyed twice";
-        EXPECT_EQ(mem_LiveBlocks(), blocksBefore) << "nodes leaked";
-    }
-    size_t blocksBefore = 0;
-};
+using CowMapTest = TrackedLeakTest;
 
 TEST(CowMapBitTest, IntegerBitsRepeatAndStringBitsAlternateEnds) {
     EXPECT_TRUE(cow_MapBit(5, 0));

@@ -3,6 +3,10 @@
 // leaked (Live() back to 0).
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include "companions/alloc/mem_Malloc.h"
+
 struct Tracked {
     static inline long constructed = 0;
     static inline long copied = 0;
@@ -24,4 +28,18 @@ struct Tracked {
     friend bool operator<(const Tracked& a, const Tracked& b) { return a.value < b.value; }
 
     int value;
+};
+
+// A fixture that fails a test whose elements, or whose blocks on the tracked heap, outlive it.
+class TrackedLeakTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        Tracked::Reset();
+        blocksBefore = mem_LiveBlocks();
+    }
+    void TearDown() override {
+        EXPECT_EQ(Tracked::Live(), 0) << "elements leaked or destroyed twice";
+        EXPECT_EQ(mem_LiveBlocks(), blocksBefore) << "container storage leaked";
+    }
+    size_t blocksBefore = 0;
 };
