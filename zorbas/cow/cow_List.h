@@ -120,6 +120,17 @@ class ZORBAS_API cow_List : public ZORBasCowAllocator {
         return *this;
     }
     cow_List& Prepend(const T& x) {
+        // The common case, with room in front of an exclusive first block.
+        if (offset > 0 && arrayCount->References() == 1) {
+            int position = offset - 1;
+            Block* b = blocks[position >> blockShift];
+            if (b && b->References() == 1) {
+                ::new (static_cast<void*>(b->items + (position & ((1 << blockShift) - 1)))) T(x);
+                --offset;
+                ++length;
+                return *this;
+            }
+        }
         Prefix();
         Isolate(-1);
         --offset;
