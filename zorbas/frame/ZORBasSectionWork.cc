@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "companions/alloc/ZORBasCallStack.h"
 #include "zorbas/crash/omn_manageFPE.h"
 #include "zorbas/frame/ZORBasUtlException.h"
 #include "zorbas/frame/ZORBas_SingletonRegistry.h"
@@ -26,6 +27,7 @@ void ZORBasOmni_startWork() {
         setenv("VLD_IGNORE_FPE", "0", 1);
     }
     omn_globalFPESetting();
+    ZORBasCallstackInit();
 }
 
 void ZORBasOmni_endWork() { omi_SingletonBase<omi_AlertListener>::Finalize(); }

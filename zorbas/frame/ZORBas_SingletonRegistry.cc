@@ -8,21 +8,26 @@
 template class omi_SingletonBase<ZORBas_SingletonRegistry>;
 template class omi_Singleton<ZORBas_SingletonRegistry>;
 
+namespace {
+using DestroyFunction = ZORBas_SingletonRegistry::DestroyFunction;
+void* AsEntry(DestroyFunction f) { return reinterpret_cast<void*>(f); }
+DestroyFunction AsFunction(void* entry) { return reinterpret_cast<DestroyFunction>(entry); }
+}  // namespace
+
 ZORBas_SingletonRegistry::~ZORBas_SingletonRegistry() {
     Destroy();
-    m_table.clear();
+    m_table.Clear();
 }
 
 void ZORBas_SingletonRegistry::Tag(const int& id, DestroyFunction destroy) {
-    m_table[id] = destroy;
+    m_table.Insert(id, AsEntry(destroy));
 }
 
 int ZORBas_SingletonRegistry::Destroy(const int& id) {
-    auto it = m_table.find(id);
-    if (it == m_table.end()) return 0;
-    DestroyFunction destroy = it->second;
-    destroy();
-    m_table.erase(id);  // by key: the function may have tagged or destroyed other entries
+    void* entry = nullptr;
+    if (!m_table.ConstGetValue(id, entry)) return 0;
+    AsFunction(entry)();
+    m_table.Remove(id);  // by key: the function may have tagged or destroyed other entries
     return 1;
 }
 
@@ -73,11 +78,13 @@ void PrintWithId(const char* format, int id) {
 
 void ZORBas_SingletonRegistry::Destroy() {
     const bool print = std::getenv("ZOR_PRINT_FINALIZED_LEFTOVER_SINGLETON") != nullptr;
-    for (const auto& [id, destroy] : m_table) {
+    omi_IntTableIterator<void*, ZORBasOmiDefaultAllocator> it(m_table);
+    for (it.First(); !it.IsDone(); it.Next()) {
+        int id = it.CurrentKey();
         if (id <= 0) {
             if (print) PrintWithId(kLeftOver, id);
         } else {
-            destroy();
+            AsFunction(it.CurrentValue())();
             if (print) PrintWithId(kFinalized, id);
         }
     }

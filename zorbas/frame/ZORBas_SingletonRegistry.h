@@ -4,9 +4,9 @@
 // two optional messages whose odd formats ("%s" and "%n" with an integer) are kept as they are.
 #pragma once
 
-#include <map>
-
 #include "zorbas/frame/omi_Singleton.h"
+#include "zorbas/intsets/omi_IntTable.h"
+#include "zorbas/memory/ZORBasOmiDefaultAllocator.h"
 
 struct SingletonDestructCondition {
     bool conditionOne;
@@ -38,10 +38,12 @@ class ZORBAS_API ZORBas_SingletonRegistry : public omi_Singleton<ZORBas_Singleto
     void Destroy();
 
     SingletonDestructCondition& Condition() { return m_condition; }
-    int Size() const { return static_cast<int>(m_table.size()); }
+    int Size() const { return m_table.Size(); }
 
   private:
-    std::map<int, DestroyFunction> m_table;
+    // Identifier to destroy function, stored as the table's pointer element; the table walks in
+    // ascending signed order.
+    omi_IntTable<void*, ZORBasOmiDefaultAllocator> m_table;
     SingletonDestructCondition m_condition;
 };
 
