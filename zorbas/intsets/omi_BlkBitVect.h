@@ -169,8 +169,6 @@ class ZORBAS_API omi_BlkBitVectTrav : public mem_AllocationOperatorsTiny {
     bool Land(unsigned word, unsigned wordBit, unsigned& bit) {
         unsigned low = static_cast<unsigned>(__builtin_ctz(word));
         unsigned at = wordBit | low;
-        // `bit` is written first: it may alias the fields as far as the compiler knows, and the
-        // next step can then take currentBit from a register instead of from memory.
         bit = at;
         bitMask = 1u << low;
         currentBit = at;
