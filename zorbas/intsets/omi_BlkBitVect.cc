@@ -142,30 +142,30 @@ omi_BlkBitVect& omi_BlkBitVect::operator&=(const omi_BlkBitVect& other) {
     return *this;
 }
 
-omi_BlkBitVect& omi_BlkBitVect::operator|=(const omi_BlkBitVect& other) {
+// |= and ^=: the kernel combines pages present on both sides; a page only the argument has is
+// copied, including those of a longer table, which this one grows to exactly.
+void omi_BlkBitVect::MergeIn(const omi_BlkBitVect& other,
+                             void (*kernel)(unsigned*, const unsigned*)) {
     countDirty = true;
-    if (this == &other) return *this;
-    unsigned common = blockCount < other.blockCount ? blockCount : other.blockCount;
-    for (unsigned p = 0; p < common; ++p) {
+    if (other.blockCount > blockCount) Realloc(other.blockCount);
+    for (unsigned p = 0; p < other.blockCount; ++p) {
         const unsigned* theirs = other.blocks[p];
         if (!theirs) continue;
         if (blocks[p]) {
-            OrPage(blocks[p], theirs);
+            kernel(blocks[p], theirs);
         } else {
             blocks[p] =
                 static_cast<unsigned*>(mem_OperatorNewThrowBuiltin(sizeof(unsigned) * kWords));
             std::memcpy(blocks[p], theirs, sizeof(unsigned) * kWords);
         }
     }
-    if (other.blockCount > blockCount) {
-        unsigned old = blockCount;
-        Realloc(other.blockCount);
-        for (unsigned p = old; p < blockCount; ++p) {
-            if (!other.blocks[p]) continue;
-            blocks[p] =
-                static_cast<unsigned*>(mem_OperatorNewThrowBuiltin(sizeof(unsigned) * kWords));
-            std::memcpy(blocks[p], other.blocks[p], sizeof(unsigned) * kWords);
-        }
+}
+
+omi_BlkBitVect& omi_BlkBitVect::operator|=(const omi_BlkBitVect& other) {
+    if (this == &other) {
+        countDirty = true;
+    } else {
+        MergeIn(other, OrPage);
     }
     return *this;
 }
@@ -185,34 +185,13 @@ omi_BlkBitVect& omi_BlkBitVect::operator-=(const omi_BlkBitVect& other) {
 }
 
 omi_BlkBitVect& omi_BlkBitVect::operator^=(const omi_BlkBitVect& other) {
-    countDirty = true;
-    if (this == &other) {
-        for (unsigned p = 0; p < blockCount; ++p) {
-            if (blocks[p]) std::memset(blocks[p], 0, sizeof(unsigned) * kWords);
-        }
+    if (this != &other) {
+        MergeIn(other, XorPage);
         return *this;
     }
-    unsigned common = blockCount < other.blockCount ? blockCount : other.blockCount;
-    for (unsigned p = 0; p < common; ++p) {
-        const unsigned* theirs = other.blocks[p];
-        if (!theirs) continue;
-        if (blocks[p]) {
-            XorPage(blocks[p], theirs);
-        } else {
-            blocks[p] =
-                static_cast<unsigned*>(mem_OperatorNewThrowBuiltin(sizeof(unsigned) * kWords));
-            std::memcpy(blocks[p], theirs, sizeof(unsigned) * kWords);
-        }
-    }
-    if (other.blockCount > blockCount) {
-        unsigned old = blockCount;
-        Realloc(other.blockCount);
-        for (unsigned p = old; p < blockCount; ++p) {
-            if (!other.blocks[p]) continue;
-            blocks[p] =
-                static_cast<unsigned*>(mem_OperatorNewThrowBuiltin(sizeof(unsigned) * kWords));
-            std::memcpy(blocks[p], other.blocks[p], sizeof(unsigned) * kWords);
-        }
+    countDirty = true;
+    for (unsigned p = 0; p < blockCount; ++p) {
+        if (blocks[p]) std::memset(blocks[p], 0, sizeof(unsigned) * kWords);
     }
     return *this;
 }

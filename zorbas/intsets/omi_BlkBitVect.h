@@ -6,6 +6,7 @@
 // omi_BlkBitVectTrav walks the set upward or downward over raw pointers into the page table.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 
 #include "companions/alloc/mem_Malloc.h"
@@ -86,6 +87,7 @@ class ZORBAS_API omi_BlkBitVect : public omi_BlockedArray<unsigned> {
     // Counts every page and frees those that hold no bit; may run from const readers, so a
     // dirty vector needs outside exclusion even for reading.
     void Recount() const;
+    void MergeIn(const omi_BlkBitVect& other, void (*kernel)(unsigned*, const unsigned*));
 
     mutable unsigned bitCount;
     mutable bool countDirty;
@@ -107,8 +109,40 @@ class ZORBAS_API omi_BlkBitVectTrav : public mem_AllocationOperatorsTiny {
     // unpositioned: there Next acts as First from page 0.
     bool First(unsigned& bit);
     bool Last(unsigned& bit);
-    bool Next(unsigned& bit);
-    bool Prev(unsigned& bit);
+    // A step within a page is inline (a mask, a bit scan, a word test); crossing pages is not.
+    bool Next(unsigned& bit) {
+        const unsigned* word = currentWord;
+        if (!word) return NextPage(bit);
+        // The bits above the current one (none when it is bit 31), found from currentBit alone
+        // so that the step does not wait on bitMask.
+        unsigned at = currentBit;
+        unsigned rest = *word & (0xFFFFFFFEu << (at & 31u));
+        if (rest) return Land(rest, at & ~31u, bit);
+        unsigned base = (at | 31u) + 1;
+        for (const unsigned* w = word + 1; w != blockEnd; ++w, base += 32) {
+            if (*w) {
+                currentWord = w;
+                return Land(*w, base, bit);
+            }
+        }
+        currentBit = base;
+        return NextPage(bit);
+    }
+    bool Prev(unsigned& bit) {
+        if (!currentWord) return PrevPage(bit);
+        unsigned rest = *currentWord & (bitMask - 1);
+        if (rest) return LandHigh(rest, bit);
+        unsigned top = (currentBit & ~31u) - 1;
+        for (const unsigned* w = currentWord - 1; w != blockBeforeFirst; --w, top -= 32) {
+            if (*w) {
+                currentWord = w;
+                currentBit = top;
+                return LandHigh(*w, bit);
+            }
+        }
+        currentBit = top;
+        return PrevPage(bit);
+    }
     // Places the traversal on `bit` if set, else on the nearest set bit in the given direction.
     // A search that runs out of pages returns false and leaves `bit` as given, except a clear
     // bit in a present page, which steps like Next or Prev (and so gives 0).
@@ -127,7 +161,27 @@ class ZORBAS_API omi_BlkBitVectTrav : public mem_AllocationOperatorsTiny {
                                               omi_BlkBitVectTrav* trav);
     bool ScanUp(unsigned& bit);
     bool ScanDown(unsigned& bit);
+    // Past the current page (or from an unpositioned or run-out state) to the next set bit.
+    bool NextPage(unsigned& bit);
+    bool PrevPage(unsigned& bit);
     void EnterPage();
+    // Moves onto the lowest set bit of `word`, the current word, whose first bit is `wordBit`.
+    bool Land(unsigned word, unsigned wordBit, unsigned& bit) {
+        unsigned low = static_cast<unsigned>(__builtin_ctz(word));
+        unsigned at = wordBit | low;
+        bit = at;
+        bitMask = 1u << low;
+        currentBit = at;
+        return true;
+    }
+    // Moves onto the highest set bit of `word`, the current word.
+    bool LandHigh(unsigned word, unsigned& bit) {
+        unsigned high = 31u - static_cast<unsigned>(std::countl_zero(word));
+        bitMask = 1u << high;
+        currentBit = (currentBit & ~31u) | high;
+        bit = currentBit;
+        return true;
+    }
 
     int blockCount;
     unsigned cellsPerBlock;

@@ -109,85 +109,60 @@ bool omi_BlkBitVectTrav::Last(unsigned& bit) {
     return ScanDown(bit);
 }
 
-bool omi_BlkBitVectTrav::Next(unsigned& bit) {
+// Called with the current page exhausted and currentBit at the first bit of the page after it,
+// or with no current word: then from currentBlock (unpositioned, or run off the lower end).
+bool omi_BlkBitVectTrav::NextPage(unsigned& bit) {
     if (!currentWord) {
         if (currentBlock < 0) currentBlock = 0;
         if (ScanUp(bit)) return true;
         bit = 0;
         return false;
     }
-    unsigned above = bitMask << 1;
-    unsigned rest = above ? *currentWord & ~(above - 1) : 0;
-    if (!rest) {
-        // The first bit of the next word, then words and pages upward.
-        currentBit = (currentBit | 31u) + 1;
-        for (;;) {
-            ++currentWord;
-            while (currentWord != blockEnd && *currentWord == 0) {
-                ++currentWord;
-                currentBit += 32;
-            }
-            if (currentWord != blockEnd) break;
+    for (;;) {
+        ++currentBlock;
+        while (currentBlock < blockCount && !blocks[currentBlock]) {
             ++currentBlock;
-            while (currentBlock < blockCount && !blocks[currentBlock]) {
-                ++currentBlock;
-                currentBit += bitsPerBlock;
-            }
-            if (currentBlock >= blockCount) {
-                currentWord = nullptr;
-                bit = 0;
-                return false;
-            }
-            EnterPage();
-            currentWord = blockBeforeFirst;
+            currentBit += bitsPerBlock;
         }
-        rest = *currentWord;
+        if (currentBlock >= blockCount) {
+            currentWord = nullptr;
+            bit = 0;
+            return false;
+        }
+        EnterPage();
+        for (currentWord = blockBeforeFirst + 1; currentWord != blockEnd; ++currentWord) {
+            if (*currentWord) return Land(*currentWord, currentBit, bit);
+            currentBit += 32;
+        }
     }
-    unsigned low = static_cast<unsigned>(std::countr_zero(rest));
-    bitMask = 1u << low;
-    currentBit = (currentBit & ~31u) | low;
-    bit = currentBit;
-    return true;
 }
 
-bool omi_BlkBitVectTrav::Prev(unsigned& bit) {
+// Called with the current page exhausted and currentBit at the last bit of the page before it,
+// or with no current word: then from currentBlock (run off the upper end, or unpositioned).
+bool omi_BlkBitVectTrav::PrevPage(unsigned& bit) {
     if (!currentWord) {
         if (currentBlock >= blockCount) currentBlock = blockCount - 1;
         if (ScanDown(bit)) return true;
         bit = 0;
         return false;
     }
-    unsigned rest = *currentWord & (bitMask - 1);
-    if (!rest) {
-        // The last bit of the word below, then words and pages downward.
-        currentBit = (currentBit & ~31u) - 1;
-        for (;;) {
-            --currentWord;
-            while (currentWord != blockBeforeFirst && *currentWord == 0) {
-                --currentWord;
-                currentBit -= 32;
-            }
-            if (currentWord != blockBeforeFirst) break;
+    for (;;) {
+        --currentBlock;
+        while (currentBlock >= 0 && !blocks[currentBlock]) {
             --currentBlock;
-            while (currentBlock >= 0 && !blocks[currentBlock]) {
-                --currentBlock;
-                currentBit -= bitsPerBlock;
-            }
-            if (currentBlock < 0) {
-                currentWord = nullptr;
-                bit = 0;
-                return false;
-            }
-            EnterPage();
-            currentWord = blockEnd;
+            currentBit -= bitsPerBlock;
         }
-        rest = *currentWord;
+        if (currentBlock < 0) {
+            currentWord = nullptr;
+            bit = 0;
+            return false;
+        }
+        EnterPage();
+        for (currentWord = blockEnd - 1; currentWord != blockBeforeFirst; --currentWord) {
+            if (*currentWord) return LandHigh(*currentWord, bit);
+            currentBit -= 32;
+        }
     }
-    unsigned high = 31u - static_cast<unsigned>(std::countl_zero(rest));
-    bitMask = 1u << high;
-    currentBit = (currentBit & ~31u) | high;
-    bit = currentBit;
-    return true;
 }
 
 bool omi_BlkBitVectTrav::SetCurrent(unsigned& bit, bool forward) {
