@@ -3,11 +3,20 @@
 #include <cerrno>
 #include <cstdio>
 
+#include <cmath>
+#include <vector>
+
 #include "companions/alloc/mem_Malloc.h"
 #include "zorbas/cow/cow_COW.h"
+#include "zorbas/cow/cow_List.h"
 #include "zorbas/cow/cow_String.h"
+#include "zorbas/filters/ZORBasPlt_Filters.h"
 #include "zorbas/frame/ZORBasShared.h"
 #include "zorbas/frame/ZORBasUtlException.h"
+#include "zorbas/intsets/omi_BlkBitVect.h"
+#include "zorbas/intsets/omi_UintTable.h"
+#include "zorbas/memory/ZORBasSrmAllocator.h"
+#include "zorbas/spatial/omi_Octree.h"
 
 namespace {
 
@@ -37,6 +46,116 @@ void Handles() {
                 b.ConstGet().volume);
 }
 
+// A block mesh of n x n x n hexahedral elements of unit size; element ids start at 1000 and
+// leave every tenth id unused, as renumbered meshes do.
+struct Mesh {
+    int n;
+    unsigned Id(int i, int j, int k) const {
+        return IdOf(static_cast<unsigned>((i * n + j) * n + k));
+    }
+    unsigned IdOf(unsigned e) const { return 1000 + e + e / 9; }
+    // The box of element `e` (its index in i, j, k order).
+    void Box(unsigned e, float* min, float* max) const {
+        unsigned un = static_cast<unsigned>(n);
+        min[0] = static_cast<float>(e / (un * un));
+        min[1] = static_cast<float>(e / un % un);
+        min[2] = static_cast<float>(e % un);
+        for (int a = 0; a < 3; ++a) max[a] = min[a] + 1;
+    }
+};
+
+void MeshIds(const Mesh& mesh) {
+    omi_UintTable<int, ZORBasSrmAllocator<3>> material;  // element id -> material number
+    omi_BlkBitVect active, failed;
+    for (int i = 0; i < mesh.n; ++i)
+        for (int j = 0; j < mesh.n; ++j)
+            for (int k = 0; k < mesh.n; ++k) {
+                unsigned id = mesh.Id(i, j, k);
+                material.Insert(id, k < mesh.n / 2 ? 1 : 2);
+                active.SetBit(id);
+                if (i == j && j == k) failed.SetBit(id);  // the diagonal has eroded
+            }
+    active -= failed;
+    int steel = 0;
+    omi_UintTableIterator<int, ZORBasSrmAllocator<3>> walk(material);
+    unsigned first = 0, last = 0;
+    for (walk.First(); !walk.IsDone(); walk.Next()) {
+        if (walk.CurrentValue() == 1) ++steel;
+        if (first == 0) first = walk.CurrentKey();
+        last = walk.CurrentKey();
+    }
+    std::printf("mesh ids: %d elements, ids %u..%u, %d of material 1; %u active after %u failed\n",
+                material.Size(), first, last, steel, active.BitCount(), failed.BitCount());
+}
+
+void ElementBoxes(void* client, unsigned index, float* min, float* max) {
+    static_cast<const Mesh*>(client)->Box(index, min, max);
+}
+
+void Contact(const Mesh& mesh) {
+    float half = mesh.n / 2.0f;
+    omi_Octree tree(omi_OctVector(half, half, half), omi_OctVector(half, half, half), 1e-4f,
+                    ElementBoxes, const_cast<Mesh*>(&mesh));
+    unsigned count = static_cast<unsigned>(mesh.n * mesh.n * mesh.n);
+    for (unsigned e = 0; e < count; ++e) {
+        float lo[3], hi[3];
+        mesh.Box(e, lo, hi);
+        tree.InsertBox(e, omi_OctVector(lo), omi_OctVector(hi));
+    }
+    const float probe[3] = {3.5f, 7.25f, 12.5f};
+    const omi_OctreeLeaf* leaf = tree.FindCell(probe);
+    unsigned hit = count;
+    for (unsigned c = 0; c < leaf->Count(); ++c) {
+        float lo[3], hi[3];
+        mesh.Box(leaf->CellIndex(c), lo, hi);
+        if (lo[0] <= probe[0] && probe[0] <= hi[0] && lo[1] <= probe[1] && probe[1] <= hi[1] &&
+            lo[2] <= probe[2] && probe[2] <= hi[2])
+            hit = leaf->CellIndex(c);
+    }
+    std::printf(
+        "contact search: %u element boxes in an octree; the point (%.2f %.2f %.2f) lies in "
+        "a leaf of %u candidates, inside element %u\n",
+        count, probe[0], probe[1], probe[2], leaf->Count(), mesh.IdOf(hit));
+}
+
+// A half-sine acceleration pulse with a ringing sensor, filtered with a 4th-order Butterworth
+// forward and backward (no phase shift), as a post-processor cleans a result curve.
+void TimeHistory() {
+    const int samples = 2000, pad = 50, count = samples + 2 * pad;
+    const double dt = 1e-5;
+    std::vector<float> timeBuffer(count), valueBuffer(count);
+    float peakRaw = 0;
+    for (int i = 0; i < samples; ++i) {
+        double t = i * dt;
+        double pulse = t < 0.01 ? 100.0 * std::sin(M_PI * t / 0.01) : 0.0;
+        double ringing = 15.0 * std::sin(2 * M_PI * 12000.0 * t);
+        timeBuffer[pad + i] = static_cast<float>(t);
+        valueBuffer[pad + i] = static_cast<float>(pulse + ringing);
+        peakRaw = std::fmax(peakRaw, valueBuffer[pad + i]);
+    }
+    float* times = timeBuffer.data();
+    float* values = valueBuffer.data();
+    ZORBasPlt_iirFilter(times, values, count, pad, 1000.0f, dt, 4, 0.0f, ZORBasPlt_EndAntiMirror,
+                        ZORBasPlt_EndAntiMirror, ZORBasPlt_Butterworth, true);
+    float peak = 0;
+    for (int i = 0; i < samples; ++i) peak = std::fmax(peak, values[pad + i]);
+    std::printf(
+        "time history: %d samples, peak %.1f with sensor ringing, %.1f after a 1 kHz "
+        "Butterworth forward and back (pulse peak 100)\n",
+        samples, peakRaw, peak);
+}
+
+void Lists() {
+    cow_List<double> nodal;
+    for (int i = 0; i < 100000; ++i) nodal.Append(i * 0.5);
+    cow_List<double> snapshot = nodal;  // free: the blocks are shared
+    nodal.Get(42) = -1.0;               // copies the directory and one block
+    std::printf(
+        "lists: %d nodal values; after a write the snapshot still reads %.1f, the list "
+        "%.1f\n",
+        nodal.Length(), snapshot.ConstGet(42), nodal.ConstGet(42));
+}
+
 void Failures() {
     try {
         errno = ENOENT;
@@ -55,6 +174,11 @@ int main() {
     std::printf("library: started (nested start added %d sections)\n", use);
     Strings();
     Handles();
+    Lists();
+    Mesh mesh{20};
+    MeshIds(mesh);
+    Contact(mesh);
+    TimeHistory();
     Failures();
     std::printf("memory: tracked heap holds %zu bytes, peak %zu\n", mem_Footprint(),
                 mem_MaxFootprint());
