@@ -19,6 +19,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cfenv>
 #include <cmath>
 #include <cstdio>
 #include <map>
@@ -346,6 +347,25 @@ TEST(FilterEdges, SineButterworthRefusalLeavesDataUntouched) {
         EXPECT_FALSE(ZORBasPlt_sbFilter_dep(a.v, a.count, r.cutoff, r.dt, r.order));
         EXPECT_EQ(a.values, before.values);
     }
+}
+
+// Where the sine is above 1e-12 but its square vanishes beside 1 (cutoff * dt of about 1e-9),
+// the design's z rounds to 0 and its p would be an infinite quotient that the stability test
+// refuses. The refusal comes without that division, so a program that traps division by zero
+// gets false rather than a floating-point signal.
+TEST(FilterEdges, SineButterworthRefusesVanishingStageWithoutDividingByZero) {
+    Padded a(TheCurves().values.at("pulse"), 5, 0.75f);
+    const Padded before = a;
+    feclearexcept(FE_ALL_EXCEPT);
+    ASSERT_NE(feenableexcept(FE_DIVBYZERO), -1);
+    const bool padded = ZORBasPlt_sbFilter(a.t, a.v, a.count, 5, 1.0f, 1e-9, 4, ZORBasPlt_EndMirror,
+                                           ZORBasPlt_EndMirror, true);
+    const bool plain = ZORBasPlt_sbFilter_dep(a.v, a.count, 1.0f, 1e-9, 4);
+    fedisableexcept(FE_DIVBYZERO);
+    EXPECT_FALSE(padded);
+    EXPECT_FALSE(plain);
+    EXPECT_EQ(a.values, before.values);
+    EXPECT_EQ(a.times, before.times);
 }
 
 // A constant series held at both ends is a steady state of the designs with unit gain at zero
