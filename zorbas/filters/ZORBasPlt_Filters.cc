@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 #include "companions/alloc/mem_Malloc.h"
 
@@ -225,17 +226,20 @@ struct SineButterworth {
         return true;
     }
 
-    // One stage over values[0..count-1] from rest, forward or from the far end.
+    // Each stage over values[0..count-1] in place, forward or from the far end. The recursion
+    // reads its two previous outputs back from the array, rounded to float as stored, and its
+    // first two outputs have no earlier ones: y[0] = scale * x[0], y[1] = scale * x[1] - p * y[0].
     void Run(float* values, int count, bool backward) const {
-        const int step = backward ? -1 : 1;
-        const int first = backward ? count - 1 : 0;
+        if (count <= 0) return;
+        const std::ptrdiff_t d = backward ? -1 : 1;
+        float* const y = backward ? values + count - 1 : values;
         for (int k = 0; k < stages; ++k) {
-            double y1 = 0.0, y2 = 0.0;
-            for (int n = 0, i = first; n < count; ++n, i += step) {
-                const double y = scale * values[i] - p[k] * y1 - q[k] * y2;
-                y2 = y1;
-                y1 = y;
-                values[i] = static_cast<float>(y);
+            const double pk = p[k], qk = q[k];
+            y[0] = static_cast<float>(scale * y[0]);
+            if (count > 1) y[d] = static_cast<float>(scale * y[d] - pk * y[0]);
+            for (int n = 2; n < count; ++n) {
+                float* const yn = y + n * d;
+                *yn = static_cast<float>(scale * yn[0] - pk * yn[-d] - qk * yn[-2 * d]);
             }
         }
     }

@@ -51,7 +51,8 @@ ZORBAS_API void ZORBasPlt_saeFilter(float*& times, float*& values, int count, in
 // Sine-Butterworth design, gain-normalised to 1 at zero frequency. Returns false, with both arrays
 // untouched, when sin(pi * dt * cutoff) is below 1e-12 in magnitude or a stage fails its stability
 // test (which happens for cutoff * dt of about 1e-5 and below). Each stage starts from rest:
-// only the padding primes it.
+// only the padding primes it. Unlike the cascades, a stage runs on the stored floats: its
+// previous outputs are read back from the array, so it keeps no double history.
 ZORBAS_API bool ZORBasPlt_sbFilter(float*& times, float*& values, int count, int pad, float cutoff,
                                    double dt, int order, ZORBasPlt_EndConditionEnum start,
                                    ZORBasPlt_EndConditionEnum end, bool backward);

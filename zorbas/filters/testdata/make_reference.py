@@ -9,7 +9,9 @@ also compared with scipy's own sections (poles, zeros, gain), and scipy's own se
 over the curves for the C++ tests to compare with.
 
 Storage follows the library: samples float32, arithmetic float64, each stage's output rounded to
-float32 before the next stage reads it.
+float32 before the next stage reads it. The sine-Butterworth stages run as the plain in-place loop
+that their recursion is, reading back the stored float32 outputs; written with the C library's
+functions in the same order of operations, they give the library's result to the last bit.
 
 Files:
   curves.txt      the four input curves (times and values of the real samples)
@@ -18,6 +20,7 @@ Files:
   scipy_design.txt  scipy's own butter/cheby1/cheby2 sections run over the curves
   resample.txt    a curve on irregular times resampled onto a uniform step by numpy.interp
 """
+import math
 import os
 import sys
 
@@ -213,18 +216,30 @@ def sae(t, v, pad, cutoff, start, end, backward):
 
 
 def sine_butterworth(cutoff, N):
-    x = np.sin(PI * DT * cutoff)
+    """p, q and the input scale, in plain float64 (math module: the C library's functions). The
+    powers t^2 and t^4 are formed by multiplication."""
+    x = math.sin(PI * DT * cutoff)
     dth, w = PI / N, 1 - x * x
     p, q, prod = [], [], 1.0
     for k in range(N // 2):
-        s = x * np.sin(k * dth + 0.5 * dth)
-        z = 0.5 * (np.sqrt(w * w + 4 * s * s) - w)
-        t = np.sqrt(z + 1) + np.sqrt(z)
-        p.append(-2 * (2 * s * s / z - 1) / t ** 2)
-        q.append(1 / t ** 4)
+        s = x * math.sin(k * dth + 0.5 * dth)
+        z = 0.5 * (math.sqrt(w * w + 4 * s * s) - w)
+        t = math.sqrt(z + 1) + math.sqrt(z)
+        t2 = t * t
+        p.append(-2 * (2 * s * s / z - 1) / t2)
+        q.append(1 / (t2 * t2))
         assert not (q[-1] > 1 or abs(p[-1]) - 1 > q[-1])
         prod *= 1 + p[-1] + q[-1]
-    return p, q, prod ** (2.0 / N)
+    return p, q, math.pow(prod, 2.0 / N)
+
+
+def sb_stage(y, scale, pk, qk):
+    """One stage in place on a float32 view: the recursion reads back the stored outputs."""
+    y[0] = F32(scale * float(y[0]))
+    if len(y) > 1:
+        y[1] = F32(scale * float(y[1]) - pk * float(y[0]))
+    for i in range(2, len(y)):
+        y[i] = F32(scale * float(y[i]) - pk * float(y[i - 1]) - qk * float(y[i - 2]))
 
 
 def sb(t, v, pad, cutoff, order, start, end, backward, padding=True):
@@ -232,7 +247,7 @@ def sb(t, v, pad, cutoff, order, start, end, backward, padding=True):
 
     def sweep(view):
         for pk, qk in zip(p, q):
-            view[:] = sg.lfilter([scale], [1, pk, qk], view.astype(float)).astype(F32)
+            sb_stage(view, scale, pk, qk)
 
     if padding:
         start_condition(t, v, pad, start, 0)
@@ -284,7 +299,7 @@ def write_cases(t, curves):
         tt, vv = padded(t, curves[curve], pad)
         run(tt, vv)
         lines.append(f"{design} {order} {start} {end} {int(backward)} {curve} {pad} "
-                     f"{cutoff!r} {ripple!r}\n{fmt(vv, 8)}\n")
+                     f"{cutoff!r} {ripple!r}\n{fmt(vv)}\n")
 
     c = 1 / np.tan(PI * float(F32(IIR_CUTOFF)) * DT)
     for op in (0, 1, 2):
