@@ -84,6 +84,8 @@ class ZORBAS_API omi_Octree : public mem_AllocationOperators {
     void* m_clientData;
     GetBoxFn m_getBox;
     // Nesting of InsertBox calls of branches and fixed leaves: the root runs at 1, so cells stop
-    // splitting at level 11.
+    // splitting at level 11. A split re-inserts its items from inside the full leaf's call, one
+    // call deeper than the new cells' level; a cascade of splits (many items at one point) adds
+    // one at each step and stops at level 7.
     uint32_t m_insertDepth;
 };

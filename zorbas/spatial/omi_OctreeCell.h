@@ -1,9 +1,9 @@
 // The cells of an omi_Octree: branches with up to eight children, and leaves that hold bare 32-bit
 // item indices. A fixed leaf keeps up to 256 items in chunks of 32 words taken only when reached;
-// when full it is replaced by a branch, or, once the cells are too small or too deep (level 11),
-// by an infinite leaf that grows by doubling and never splits. A cell is replaced, never changed
-// back: an InsertBox that returns non-null hands the caller the replacement, and the caller
-// deletes the old cell.
+// when full it is replaced by a branch, or, once the cells are too small or too deep (level 11,
+// sooner within a cascade of splits), by an infinite leaf that grows by doubling and never
+// splits. A cell is replaced, never changed back: an InsertBox that returns non-null hands the
+// caller the replacement, and the caller deletes the old cell.
 #pragma once
 
 #include <cstdint>

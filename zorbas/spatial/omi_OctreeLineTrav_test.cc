@@ -167,6 +167,35 @@ TEST(OctreeLineTrav, ShallowExitPastAFaceSkipsTheLeafBeyondIt) {
     EXPECT_EQ(leaves[0], root->Child(0));
 }
 
+// The other early end by design: a batch made only of leaves that the line grazes has no exit
+// beyond parameter 0, so the walk stops. The segment starts in the leaf [0.25, 0.5] x [0, 0.25]
+// of the split child 0 and crosses x = 0.5 into child 1: the first batch. The next probe lies in
+// child 1 (already delivered) at (0.56, 0.24); its corner (0.50, 0.30) finds one new leaf,
+// [0.25, 0.5]^2 of child 0, which the line passes more than the tolerance away at every face
+// plane it crosses. Child 3, where the segment runs from t = 0.52 to its end, is never reached.
+TEST(OctreeLineTrav, ABatchOfGrazedLeavesEndsTheWalk) {
+    Boxes boxes;
+    omi_Octree tree(kUnitCenter, kUnitHalf, 0.001f, Boxes::GetBox, &boxes);
+    SplitChildZero(tree, boxes);
+    const omi_OctreeBranch* root = AsBranch(tree.Root());
+    const float startLeaf[3] = {0.4f, 0.1f, 0.1f}, grazed[3] = {0.4f, 0.4f, 0.1f};
+    const float tolerance = 0.0625f;
+    float start[3] = {0.47f, 0.075f, 0.125f}, end[3] = {0.93f, 0.89f, 0.125f};
+    ASSERT_EQ(tree.FindCell(end), root->Child(3));
+
+    omi_OctreeLineTrav trav;
+    ASSERT_TRUE(trav.Init(&tree, start, end, tolerance));
+    EXPECT_EQ(trav.NextCell(), tree.FindCell(startLeaf));
+    EXPECT_EQ(trav.NextCell(), root->Child(1));
+    EXPECT_EQ(trav.NextCell(), tree.FindCell(grazed));
+    EXPECT_NEAR(trav.Parameter(), 0.1988f, 1e-3f);
+    EXPECT_EQ(trav.NextCell(), nullptr);
+
+    // Child 3 is within reach: the rest of the segment, walked on its own, delivers it.
+    auto rest = Walk(trav, tree, {0.7f, 0.482f, 0.125f}, {0.93f, 0.89f, 0.125f}, tolerance);
+    EXPECT_NE(std::find(rest.begin(), rest.end(), root->Child(3)), rest.end());
+}
+
 // Brute force: every leaf that a fine sample of the segment falls in is delivered, none twice.
 // A leaf may be missed only as the header explains: (1) its samples lie within the tolerance of
 // a delivered leaf, or (2) they lie beyond the last batch's probe, and that batch holds no leaf

@@ -198,6 +198,42 @@ TEST(OctreeInsert, The257thBoxSplitsAndAsksForEachHeldItemOnceInStorageOrder) {
     EXPECT_EQ(held, 257u);
 }
 
+TEST(OctreeInsert, OneBoxOverTheWholeRootSplitsAllEightLeavesInChildOrder) {
+    Boxes boxes;
+    omi_Octree tree(kUnitCenter, kUnitHalf, 0.001f, Boxes::GetBox, &boxes);
+    // 256 points per child, 32 in each of its octants, added child by child.
+    for (unsigned c = 0; c < 8; ++c) {
+        for (unsigned i = 0; i < 256; ++i) {
+            float p[3];
+            for (unsigned k = 0; k < 3; ++k) {
+                const float octant = ((i >> k) & 1) ? 0.125f : -0.125f;
+                p[k] = ((c >> k) & 1 ? 0.75f : 0.25f) + octant + 0.002f * static_cast<float>(i / 8);
+            }
+            boxes.Insert(tree, boxes.Add(p[0], p[1], p[2], p[0], p[1], p[2]));
+        }
+    }
+    EXPECT_TRUE(boxes.asked.empty());
+    const unsigned whole = boxes.Add(0, 0, 0, 1, 1, 1);
+    boxes.Insert(tree, whole);
+
+    std::vector<unsigned> expected(8 * 256);
+    for (unsigned i = 0; i < expected.size(); ++i) expected[i] = i;
+    EXPECT_EQ(boxes.asked, expected);
+    EXPECT_EQ(tree.NextCellIndex(), 8u + 64u);
+    const omi_OctreeBranch* root = AsBranch(tree.Root());
+    for (unsigned c = 0; c < 8; ++c) {
+        const omi_OctreeBranch* split = AsBranch(root->Child(c));
+        ASSERT_NE(split, nullptr) << c;
+        for (unsigned s = 0; s < 8; ++s) {
+            auto* leaf = dynamic_cast<const omi_OctreeLeafFix*>(split->Child(s));
+            ASSERT_NE(leaf, nullptr) << c << " " << s;
+            std::vector<unsigned> items = Items(leaf);
+            ASSERT_EQ(items.size(), 33u) << c << " " << s;
+            EXPECT_EQ(items.back(), whole);
+        }
+    }
+}
+
 void InsertCopies(omi_Octree& tree, Boxes& boxes, const float* p, unsigned n) {
     for (unsigned i = 0; i < n; ++i)
         boxes.Insert(tree, boxes.Add(p[0], p[1], p[2], p[0], p[1], p[2]));
