@@ -68,7 +68,7 @@ std::recursive_mutex& ThreadLock() {
 
 }  // namespace
 
-bool mem_TinyTryFree(void* block);  // mem_Tiny.cc
+void mem_TinyFreeOr(void* block, void (*other)(void*));  // mem_Tiny.cc
 
 // Tiny chunks count in the footprint too; mem_Tiny.cc reports them here.
 void mem_AccountTinyChunk(size_t bytes) {
@@ -92,14 +92,18 @@ void* mem_Malloc(size_t size) {
     return h + 1;
 }
 
-void mem_Free(void* block) {
-    if (!block || mem_TinyTryFree(block)) return;
+namespace {
+void FreeTracked(void* block) {
+    if (!block) return;
     BlockHeader* h = HeaderOf(block);
     CheckBlock(h);
     h->magic = kDeadMagic;
     Account(-static_cast<long long>(h->size), -1);
     std::free(h);
 }
+}  // namespace
+
+void mem_Free(void* block) { mem_TinyFreeOr(block, FreeTracked); }
 
 void* mem_Realloc(void* block, size_t size) {
     if (!block) return mem_Malloc(size);

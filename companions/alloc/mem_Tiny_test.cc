@@ -18,9 +18,10 @@ TEST(TinyAllocator, EverySizeMapsToItsClassAndIsRecognised) {
         void* p = mem_TinyAlloc(size);
         ASSERT_NE(p, nullptr) << size;
         EXPECT_TRUE(mem_IsTinyBlock(p));
-        EXPECT_EQ(mem_TinyClassSize(p), (size + 7) / 8 * 8);
-        EXPECT_EQ(mem_BlockSize(p), (size + 7) / 8 * 8);
-        EXPECT_EQ(reinterpret_cast<uintptr_t>(p) % 8, 0u);
+        size_t cls = size <= 4 ? 4 : (size + 7) / 8 * 8;
+        EXPECT_EQ(mem_TinyClassSize(p), cls);
+        EXPECT_EQ(mem_BlockSize(p), cls);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(p) % (cls == 4 ? 4 : 8), 0u);
         std::memset(p, 0xAB, size);
         mem_Free(p);
     }
@@ -88,6 +89,41 @@ TEST(TinyAllocator, BlocksFreedOnAnotherThreadServeThatThread) {
         }
     }).join();
     EXPECT_GT(reused, 0u);
+}
+
+// Counters take four bytes each, and the blocks a thread freed before it ended reach the next
+// thread whole and in order (the offset links survive the hand-over to the shared pool).
+TEST(TinyAllocator, FourByteBlocksPackAndOutliveTheirThread) {
+    constexpr int kCount = 1000;
+    std::vector<uint32_t*> first(kCount);
+    std::thread([&] {
+        for (int i = 0; i < kCount; ++i) first[i] = static_cast<uint32_t*>(mem_TinyAlloc(4));
+        std::vector<uint32_t*> sorted = first;
+        std::sort(sorted.begin(), sorted.end());
+        int packed = 0;
+        for (int i = 1; i < kCount; ++i) {
+            EXPECT_GE(sorted[i] - sorted[i - 1], 1);
+            packed += sorted[i] - sorted[i - 1] == 1;
+        }
+        EXPECT_GT(packed, kCount / 2) << "neighbours four bytes apart";
+        for (uint32_t* p : first) mem_Free(p);
+    }).join();
+    std::set<uint32_t*> freed(first.begin(), first.end());
+    int reused = 0, corrupt = 0;
+    std::thread([&] {
+        std::vector<uint32_t*> mine(kCount);
+        for (int i = 0; i < kCount; ++i) {
+            mine[i] = static_cast<uint32_t*>(mem_TinyAlloc(3));
+            *mine[i] = 0xC0DE0000u + static_cast<uint32_t>(i);
+            reused += static_cast<int>(freed.count(mine[i]));
+        }
+        for (int i = 0; i < kCount; ++i)
+            corrupt += *mine[i] != 0xC0DE0000u + static_cast<uint32_t>(i);
+        for (uint32_t* p : mine) mem_Free(p);
+    }).join();
+    EXPECT_EQ(reused, kCount);
+    EXPECT_EQ(corrupt, 0);
+    EXPECT_EQ(mem_HeapCheck(), 0);
 }
 
 TEST(TinyAllocator, ManyThreadsNeverShareABlock) {

@@ -179,7 +179,11 @@ void omn_freezeFPESetting(bool freeze) {
     }
     if (giFreezeFPESetting < 1) {
         aio_cerr.print("omn_freezeFPESetting giFreezeFPESetting < 0\n");
+        // A debug build stops here; a release process, like the runtime's assert, goes on with
+        // the count reset, so one unbalanced release does not disable every later freeze.
+#ifndef NDEBUG
         ZORBAS_ASSERT(giFreezeFPESetting > 0, "ZORBase/ZORBasOmni.m/src/omn_manageFPE", 229);
+#endif
         giFreezeFPESetting = 0;
     } else {
         --giFreezeFPESetting;

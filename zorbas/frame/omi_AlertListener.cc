@@ -68,7 +68,8 @@ struct Event {
     }
 };
 
-struct Arming {
+// Lives on the tracked heap from Arm to Disarm.
+struct Arming : mem_AllocationOperators {
     Event started;
     omi_AlertListener* listener;
     std::thread thread;
@@ -120,8 +121,12 @@ unsigned int omi_AlertListener::msgQueue(void* argument) {
 
 void omi_AlertListener::Arm() {
     if (m_threadId != 0) return;
-    auto* arming = new (std::nothrow) Arming;
-    if (!arming) return;
+    Arming* arming;
+    try {
+        arming = new Arming;
+    } catch (const std::bad_alloc&) {
+        return;  // no event: nothing more happens
+    }
     arming->listener = this;
     m_handle = arming;
     try {

@@ -74,6 +74,18 @@ TEST(GlobalSingleton, ManyThreadsAskingFirstGetOneInstance) {
     ZORBasAtiGlobalSingleton<Shared>::Finalize();
 }
 
+// An allocation that answers null (a non-throwing class operator) must not become the instance.
+struct Unallocatable {
+    static void* operator new(size_t) noexcept { return nullptr; }
+    static void operator delete(void*) {}
+};
+
+TEST(GlobalSingletonDeathTest, NullAllocationIsFatal) {
+    EXPECT_DEATH(ZORBasAtiGlobalSingleton<Unallocatable>::Instance(),
+                 "\\*\\*\\* Error: AssertionFailed:inst2 != 0, file "
+                 "ZORBase/ProtectedInterfaces/ZORBasAtiGlobalSingleton");
+}
+
 // Records which identifiers' destroy functions ran, in order.
 std::vector<int> g_calls;
 template <int Id>
