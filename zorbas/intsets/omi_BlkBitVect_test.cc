@@ -310,6 +310,34 @@ TEST(omi_BlkBitVect, SetCurrentFindsTheNearestBitOrLeavesTheKey) {
     EXPECT_EQ(b, 0xFFFFFFF0u);
     EXPECT_TRUE(t.SetCurrent(b, false));
     EXPECT_EQ(b, 5 * kPageBits + 3);
+
+    omi_BlkBitVect high;  // absent page, backward, nothing below: the key stays
+    high.SetBit(5 * kPageBits + 3);
+    omi_BlkBitVectTrav h(&high);
+    b = 2 * kPageBits + 7;
+    EXPECT_FALSE(h.SetCurrent(b, false));
+    EXPECT_EQ(b, 2 * kPageBits + 7);
+}
+
+TEST(omi_BlkBitVect, CurrentBitCountsTheSkippedPagesToTheEnd) {
+    omi_BlkBitVect v;
+    v.SetBit(70);
+    v.SetBit(3 * kPageBits + 1);
+    omi_BlkBitVectTrav t(&v);
+    unsigned b = 0, cur = 0;
+    ASSERT_TRUE(t.First(b));
+    ASSERT_TRUE(t.Next(b));
+    EXPECT_EQ(b, 3 * kPageBits + 1);
+    EXPECT_FALSE(t.Next(b));
+    // Past the last page the number stands one past the table's last bit, and More is false.
+    EXPECT_FALSE(t.Current(cur));
+    EXPECT_EQ(cur, 128 * kPageBits);
+
+    ASSERT_TRUE(t.Last(b));
+    ASSERT_TRUE(t.Prev(b));
+    EXPECT_EQ(b, 70u);
+    EXPECT_TRUE(t.Current(cur));
+    EXPECT_EQ(cur, 70u);
 }
 
 TEST(omi_BlkBitVect, EmptiedPagesStayUntilARecount) {
@@ -329,6 +357,28 @@ TEST(omi_BlkBitVect, EmptiedPagesStayUntilARecount) {
     v |= empty;  // any bulk operator leaves the count to a recount, which frees the page
     EXPECT_TRUE(v == empty);
     EXPECT_EQ(mem_Footprint(), before - 1024);
+}
+
+// Only a recount gives pages back, and the first count after a bulk operator always recounts:
+// pages a bulk operator zeroed stay until then, and so does a page that UnsetBit empties after the
+// operator, which that count then frees.
+TEST(omi_BlkBitVect, TheCountAfterABulkOperatorFreesEveryEmptyPage) {
+    omi_BlkBitVect a, b, only5;
+    a.SetBit(5);
+    a.SetBit(kPageBits + 1);
+    a.SetBit(2 * kPageBits + 2);
+    b.SetBit(5);
+    b.SetBit(kPageBits + 1);
+    b.SetBit(2 * kPageBits + 3);
+    only5.SetBit(5);
+    size_t before = mem_Footprint();
+    a &= b;  // both have page 2, where nothing is left
+    EXPECT_EQ(mem_Footprint(), before) << "a bulk operator frees no zeroed page";
+    a.UnsetBit(kPageBits + 1);  // page 1 too
+    EXPECT_EQ(a.BitCount(), 1u);
+    EXPECT_EQ(mem_Footprint(), before - 2 * 1024);
+    EXPECT_TRUE(a == only5);
+    EXPECT_EQ(a.Compare(only5), 0);
 }
 
 TEST(omi_BlkBitVect, CompareOrdersByCountThenPagesThenWords) {
