@@ -179,10 +179,21 @@ class ZORBAS_API cow_List : public ZORBasCowAllocator {
         Isolate(i);
         return UncheckedGet(i);
     }
-    const T& ConstGet(int i) const { return UncheckedConstGet(CheckIndex(i)); }
+    // The fields are read before the check on purpose: loads that come first in the body are
+    // loop-invariant to the compiler, so a loop of ConstGet keeps directory, shift and mask in
+    // registers; after the check's exit they would be reloaded on every call.
+    const T& ConstGet(int i) const {
+        Block* const* directory = blocks;
+        unsigned shift = static_cast<unsigned>(blockShift);
+        unsigned position = static_cast<unsigned>(offset) + static_cast<unsigned>(i);
+        CheckIndex(i);
+        return directory[position >> shift]->items[position & ((1u << shift) - 1)];
+    }
+    // Positions are never negative here, so unsigned arithmetic spares the sign extensions.
     const T& UncheckedConstGet(int i) const {
-        int position = offset + i;
-        return blocks[position >> blockShift]->items[position & ((1 << blockShift) - 1)];
+        unsigned shift = static_cast<unsigned>(blockShift);
+        unsigned position = static_cast<unsigned>(offset) + static_cast<unsigned>(i);
+        return blocks[position >> shift]->items[position & ((1u << shift) - 1)];
     }
     const T& Last() const { return ConstGet(length - 1); }
 
