@@ -488,9 +488,12 @@ void cow_List<T>::Prefix() {
         Resize((used << blockShift) + 1);
     else
         CopyArray();
-    // All the free room goes to the front.
+    // All the free room goes to the front. The move is the whole used directory, so it is one
+    // memmove: an element-wise loop here cost five times the rest of a prepend from empty.
     int shift = blockLimit - used;
-    for (int s = used - 1; s >= 0; --s) blocks[s + shift] = blocks[s];
+    if (used > 0 && shift > 0)
+        std::memmove(static_cast<void*>(blocks + shift), static_cast<const void*>(blocks),
+                     sizeof(Block*) * static_cast<size_t>(used));
     for (int s = 0; s < (shift < used ? shift : used); ++s) blocks[s] = nullptr;
     offset = shift << blockShift;
 }
