@@ -454,6 +454,9 @@ cow_List<T>& cow_List<T>::Resize(int sz) {
             }
         }
     }
+    // A cut shrinks the directory at once; making room only ever grows it. Otherwise the first
+    // Append to a presized list would throw away the directory its constructor sized (a list of
+    // 256 keeps its 8 blocks of 32 in 24 slots).
     int slots = (keep + 15) & ~15;
     if (slots != blockLimit && (cut || keep > blockLimit)) {
         if (slots == 0) {
