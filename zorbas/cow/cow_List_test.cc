@@ -86,6 +86,28 @@ TEST_F(CowListTest, PrependToAFullDirectoryAddsSixteenSlotsAndMovesBlocksUp) {
     EXPECT_EQ(l.Last(), 255);
 }
 
+TEST_F(CowListTest, GrowingTheFrontOfASharedDirectoryMovesOnlyTheCopy) {
+    cow_List<int> a;
+    for (int i = 0; i < 256; ++i) a.Append(i);
+    cow_List<int> b(a);
+    b.Prepend(-1);
+    EXPECT_EQ(a.BlockLimit(), 16);
+    EXPECT_EQ(a.Offset(), 0);
+    EXPECT_EQ(Contents(a), Contents(b.Slice(1, 257)));
+    EXPECT_EQ(b.ConstGet(0), -1);
+    EXPECT_EQ(&a.ConstGet(0), &b.ConstGet(1)) << "the blocks moved up are still shared";
+
+    // Prepends from empty: every growth adds 16 slots and puts them all in front.
+    cow_List<int> c;
+    for (int i = 0; i < 3000; ++i) {
+        int limitBefore = c.BlockLimit();
+        bool full = c.Offset() == 0 && c.Length() == limitBefore * 16;
+        c.Prepend(i);
+        ASSERT_EQ(c.BlockLimit(), full ? limitBefore + 16 : limitBefore) << i;
+    }
+    for (int i = 0; i < 3000; ++i) ASSERT_EQ(c.ConstGet(i), 2999 - i);
+}
+
 TEST_F(CowListTest, ACopySharesTheDirectoryAndAWriteCopiesOneBlock) {
     std::vector<Tracked> data = Range(1000);
     {
