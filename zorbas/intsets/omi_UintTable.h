@@ -18,6 +18,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include "companions/alloc/ZORBasMemSmallBlockAllocator.h"
 #include "companions/alloc/mem_Malloc.h"
@@ -168,8 +169,13 @@ class ZORBAS_API omi_UintTable final {
     omi_UintTable* Copy() const { return new omi_UintTable(*this); }
     // This object, 8 bytes per block pointer and each present block's Footprint.
     virtual size_t Footprint() const;
-    // Key AND this is the key's offset inside its block.
-    unsigned KeyModulus() const { return offsetMask; }
+    // Key AND this is the key's offset inside its block. Only the table of chain heads behind the
+    // multi-maps offers it, as callers reach through that table to its blocks.
+    unsigned KeyModulus() const
+        requires(std::is_same_v<T, void*> && std::is_same_v<Allocator, ZORBasOmiDefaultAllocator>)
+    {
+        return offsetMask;
+    }
 
   private:
     friend class omi_UintTableIterator<T, Allocator>;
