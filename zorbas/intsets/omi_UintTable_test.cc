@@ -83,6 +83,11 @@ int ByValueDescending(const void* a, const void* b) {
     return *y->value - *x->value;
 }
 
+template <class Table>
+constexpr bool HasKeyModulus = requires(const Table& t) {
+    t.KeyModulus();
+};
+
 int g_compareCalls = 0;
 int CountingCompare(const void*, const void*) {
     ++g_compareCalls;
@@ -289,6 +294,18 @@ TEST(omi_UintTable, SortedWalk) {
     EXPECT_EQ(it.CurrentValue(), byValue.back().first);
     it.Next();
     EXPECT_TRUE(it.IsDone());
+
+    // The nodes are built once: a key inserted after the first First is not seen by a later
+    // First, and the walk ends after the count taken at construction.
+    UTable small;
+    small.Insert(10, 1);
+    small.Insert(20, 2);
+    UIter late(small, ByValueDescending);
+    late.First();
+    small.Insert(5, 9);
+    std::vector<int> seen;
+    for (late.First(); !late.IsDone(); late.Next()) seen.push_back(late.CurrentValue());
+    EXPECT_EQ(seen, (std::vector<int>{2, 1}));
 }
 
 TEST(omi_UintTable, BulkConstructors) {
@@ -343,6 +360,12 @@ TEST(omi_UintTable, OtherPairs) {
     EXPECT_EQ(doubles.ConstGet(3), 0.5);
     omi_UintTable<void*, ZORBasOmiDefaultAllocator> pointers;
     EXPECT_EQ(pointers.KeyModulus(), 0xFFFFFu);
+    omi_UintTable<void*, ZORBasOmiDefaultAllocator> narrow(8, 4, 2);
+    EXPECT_EQ(narrow.KeyModulus(), 0xFFFFFFu);
+    // The one pair that offers it.
+    static_assert(!HasKeyModulus<UTable>);
+    static_assert(!HasKeyModulus<omi_UintTable<void*, ZORBasSrmAllocator<0>>>);
+    static_assert(HasKeyModulus<omi_UintTable<void*, ZORBasOmiDefaultAllocator>>);
 }
 
 TEST(omi_UintTable, ScopedAllocatorSeesTheSkeletonOnly) {
