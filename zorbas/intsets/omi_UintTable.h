@@ -105,6 +105,11 @@ class ZORBAS_API omi_UintTableBlock : public omi_BlockedArray<T> {
     omi_BlkBitVect usedOffsets;
 };
 
+// The one pair whose table holds the multi-maps' chain heads.
+template <class T, class Allocator>
+concept omi_ChainHeadTable =
+    std::is_same_v<T, void*> && std::is_same_v<Allocator, ZORBasOmiDefaultAllocator>;
+
 template <class T, class Allocator>
 class ZORBAS_API omi_UintTable final {
   public:
@@ -171,11 +176,7 @@ class ZORBAS_API omi_UintTable final {
     virtual size_t Footprint() const;
     // Key AND this is the key's offset inside its block. Only the table of chain heads behind the
     // multi-maps offers it, as callers reach through that table to its blocks.
-    unsigned KeyModulus() const
-        requires(std::is_same_v<T, void*> && std::is_same_v<Allocator, ZORBasOmiDefaultAllocator>)
-    {
-        return offsetMask;
-    }
+    unsigned KeyModulus() const requires omi_ChainHeadTable<T, Allocator> { return offsetMask; }
 
   private:
     friend class omi_UintTableIterator<T, Allocator>;
@@ -460,6 +461,8 @@ void omi_UintTableIterator<T, Allocator>::Previous() {
 // omi_UintTableIterator, omi_IntTable and omi_IntTableIterator exists for each. M(T, A) is
 // called once per pair; the four chunks let the library build them in parallel.
 
+// The lists read as tables; the formatter would rewrap them differently on every pass.
+// clang-format off
 #define ZORBAS_OMI_SRM_DECADE(M, T, tens)                                           \
     M(T, ZORBasSrmAllocator<tens##0>)                                               \
     M(T, ZORBasSrmAllocator<tens##1>) M(T, ZORBasSrmAllocator<tens##2>)             \
@@ -494,6 +497,7 @@ void omi_UintTableIterator<T, Allocator>::Previous() {
     ZORBAS_OMI_TABLE_PAIRS_A(M)   \
     ZORBAS_OMI_TABLE_PAIRS_B(M) ZORBAS_OMI_TABLE_PAIRS_C(M) ZORBAS_OMI_TABLE_PAIRS_D(M)
 
+// clang-format on
 #define ZORBAS_OMI_UINT_TABLE_EXTERN(T, A)          \
     extern template class omi_UintTableBlock<T, A>; \
     extern template class omi_UintTable<T, A>;      \

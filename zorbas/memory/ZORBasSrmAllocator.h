@@ -120,6 +120,8 @@ class ZORBAS_API ZORBasSrmAllocator {
 
 // Calls M(N) for each resource index 0 to 9 + 10 * tens (tens empty for 0 to 9), so that the
 // instantiation lists below and the integer tables' lists are written once.
+// The lists read as tables; the formatter would rewrap them differently on every pass.
+// clang-format off
 #define ZORBAS_SRM_DECADE(M, tens)                                                          \
     M(tens##0)                                                                              \
     M(tens##1) M(tens##2) M(tens##3) M(tens##4) M(tens##5) M(tens##6) M(tens##7) M(tens##8) \
@@ -130,6 +132,7 @@ class ZORBAS_API ZORBasSrmAllocator {
         ZORBAS_SRM_DECADE(M, 4) ZORBAS_SRM_DECADE(M, 5)
 #define ZORBAS_SRM_FOR_ALL(M) ZORBAS_SRM_FOR_0_TO_59(M) M(60) M(61) M(62) M(63) M(64) M(-1)
 
+// clang-format on
 #define ZORBAS_SRM_EXTERN(n) extern template class ZORBasSrmAllocator<n>;
 ZORBAS_SRM_FOR_ALL(ZORBAS_SRM_EXTERN)
 #undef ZORBAS_SRM_EXTERN
