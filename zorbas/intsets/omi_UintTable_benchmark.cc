@@ -14,6 +14,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "bench/CountingAllocator.h"
 #include "companions/alloc/mem_Malloc.h"
 #include "zorbas/intsets/omi_UintTable.h"
 
@@ -65,28 +66,6 @@ const KeySet& Keys(const benchmark::State& state) {
     return state.range(0) == 0 ? Dense() : Scattered();
 }
 
-// Bytes handed out through the standard containers' allocator.
-size_t g_stdBytes = 0;
-template <class T>
-struct CountingAllocator {
-    using value_type = T;
-    CountingAllocator() = default;
-    template <class U>
-    CountingAllocator(const CountingAllocator<U>&) {}
-    T* allocate(size_t n) {
-        g_stdBytes += n * sizeof(T);
-        return std::allocator<T>().allocate(n);
-    }
-    void deallocate(T* p, size_t n) {
-        g_stdBytes -= n * sizeof(T);
-        std::allocator<T>().deallocate(p, n);
-    }
-    template <class U>
-    bool operator==(const CountingAllocator<U>&) const {
-        return true;
-    }
-};
-
 using Table = omi_UintTable<int, ZORBasOmiDefaultAllocator>;
 using Absl = absl::flat_hash_map<uint32_t, int, absl::Hash<uint32_t>, std::equal_to<uint32_t>,
                                  CountingAllocator<std::pair<const uint32_t, int>>>;
@@ -131,13 +110,13 @@ struct JudyL {
 template <class Map>
 struct Std {
     Map map;
-    size_t base = g_stdBytes;
+    size_t base = bench_countedBytes;
     void Insert(uint32_t k, int v) { map[k] = v; }
     int Find(uint32_t k) const {
         auto it = map.find(k);
         return it == map.end() ? -1 : it->second;
     }
-    size_t Bytes() const { return g_stdBytes - base; }
+    size_t Bytes() const { return bench_countedBytes - base; }
     int64_t Walk() const {
         int64_t sum = 0;
         for (const auto& [k, v] : map) sum += k + v;

@@ -18,6 +18,7 @@
 #include <boost/geometry.hpp>
 #include <boost/geometry/index/rtree.hpp>
 
+#include "bench/CountingAllocator.h"
 #include "companions/alloc/mem_Malloc.h"
 #include "zorbas/spatial/omi_Octree.h"
 #include "zorbas/spatial/omi_OctreeLineTrav.h"
@@ -225,30 +226,6 @@ void BM_LineTrav_Octree(benchmark::State& state) {
 // ---------------------------------------------------------------------------------------------
 // The rtree anchor.
 
-size_t g_rtreeBytes = 0;
-
-template <class T>
-struct CountingAllocator {
-    using value_type = T;
-    CountingAllocator() = default;
-    template <class U>
-    CountingAllocator(const CountingAllocator<U>&) {}
-    T* allocate(size_t n) {
-        g_rtreeBytes += n * sizeof(T);
-        return std::allocator<T>().allocate(n);
-    }
-    void deallocate(T* p, size_t n) {
-        g_rtreeBytes -= n * sizeof(T);
-        std::allocator<T>().deallocate(p, n);
-    }
-    template <class U>
-    struct rebind {
-        using other = CountingAllocator<U>;
-    };
-    friend bool operator==(const CountingAllocator&, const CountingAllocator&) { return true; }
-    friend bool operator!=(const CountingAllocator&, const CountingAllocator&) { return false; }
-};
-
 using BgPoint = bg::model::point<float, 3, bg::cs::cartesian>;
 using BgBox = bg::model::box<BgPoint>;
 using BgValue = std::pair<BgBox, unsigned>;
@@ -270,10 +247,10 @@ void BM_Build_Rtree(benchmark::State& state) {
     const Mesh& m = MeshOf(state);
     size_t bytes = 0;
     for (auto _ : state) {
-        const size_t before = g_rtreeBytes;
+        const size_t before = bench_countedBytes;
         auto tree = BuildRtree<Params>(m);
         state.PauseTiming();
-        bytes = g_rtreeBytes - before;
+        bytes = bench_countedBytes - before;
         tree.reset();
         state.ResumeTiming();
     }
