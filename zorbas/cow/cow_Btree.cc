@@ -1,41 +1,12 @@
 // The tree instantiations, and the list of trees.
 #include "zorbas/cow/cow_Btree.h"
 
-template class cow_BtreeNode<int, int>;
-template class cow_Btree<int, int>;
-template class cow_BtreeIterator<int, int>;
-template class cow_BtreeNode<int, cow_String>;
-template class cow_Btree<int, cow_String>;
-template class cow_BtreeIterator<int, cow_String>;
-template class cow_BtreeNode<int, cow_List<int>>;
-template class cow_Btree<int, cow_List<int>>;
-template class cow_BtreeIterator<int, cow_List<int>>;
-template class cow_BtreeNode<int, cow_List<atr_String>>;
-template class cow_Btree<int, cow_List<atr_String>>;
-template class cow_BtreeIterator<int, cow_List<atr_String>>;
-template class cow_BtreeNode<cow_String, int>;
-template class cow_Btree<cow_String, int>;
-template class cow_BtreeIterator<cow_String, int>;
-template class cow_BtreeNode<cow_String, cow_String>;
-template class cow_Btree<cow_String, cow_String>;
-template class cow_BtreeIterator<cow_String, cow_String>;
-template class cow_BtreeNode<cow_String, cow_List<int>>;
-template class cow_Btree<cow_String, cow_List<int>>;
-template class cow_BtreeIterator<cow_String, cow_List<int>>;
-template class cow_BtreeNode<cow_String, cow_List<atr_String>>;
-template class cow_Btree<cow_String, cow_List<atr_String>>;
-template class cow_BtreeIterator<cow_String, cow_List<atr_String>>;
-template class cow_BtreeNode<atr_String, int>;
-template class cow_Btree<atr_String, int>;
-template class cow_BtreeIterator<atr_String, int>;
-template class cow_BtreeNode<atr_String, cow_String>;
-template class cow_Btree<atr_String, cow_String>;
-template class cow_BtreeIterator<atr_String, cow_String>;
-template class cow_BtreeNode<atr_String, cow_List<int>>;
-template class cow_Btree<atr_String, cow_List<int>>;
-template class cow_BtreeIterator<atr_String, cow_List<int>>;
-template class cow_BtreeNode<atr_String, cow_List<atr_String>>;
-template class cow_Btree<atr_String, cow_List<atr_String>>;
-template class cow_BtreeIterator<atr_String, cow_List<atr_String>>;
 template class cow_List<cow_Btree<int, int>>;
 template class cow_ListIter<cow_Btree<int, int>>;
+
+#define ZORBAS_INSTANTIATE(A0, A1)        \
+    template class cow_BtreeNode<A0, A1>; \
+    template class cow_Btree<A0, A1>;     \
+    template class cow_BtreeIterator<A0, A1>;
+ZORBAS_COW_BTREE_PAIRS(ZORBAS_INSTANTIATE)
+#undef ZORBAS_INSTANTIATE

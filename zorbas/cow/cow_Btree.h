@@ -466,41 +466,28 @@ void cow_BtreeIterator<K, V>::Previous() {
     } while (top && top->handle->ConstGet().left == popped);
 }
 
-extern template class cow_BtreeNode<int, int>;
-extern template class cow_Btree<int, int>;
-extern template class cow_BtreeIterator<int, int>;
-extern template class cow_BtreeNode<int, cow_String>;
-extern template class cow_Btree<int, cow_String>;
-extern template class cow_BtreeIterator<int, cow_String>;
-extern template class cow_BtreeNode<int, cow_List<int>>;
-extern template class cow_Btree<int, cow_List<int>>;
-extern template class cow_BtreeIterator<int, cow_List<int>>;
-extern template class cow_BtreeNode<int, cow_List<atr_String>>;
-extern template class cow_Btree<int, cow_List<atr_String>>;
-extern template class cow_BtreeIterator<int, cow_List<atr_String>>;
-extern template class cow_BtreeNode<cow_String, int>;
-extern template class cow_Btree<cow_String, int>;
-extern template class cow_BtreeIterator<cow_String, int>;
-extern template class cow_BtreeNode<cow_String, cow_String>;
-extern template class cow_Btree<cow_String, cow_String>;
-extern template class cow_BtreeIterator<cow_String, cow_String>;
-extern template class cow_BtreeNode<cow_String, cow_List<int>>;
-extern template class cow_Btree<cow_String, cow_List<int>>;
-extern template class cow_BtreeIterator<cow_String, cow_List<int>>;
-extern template class cow_BtreeNode<cow_String, cow_List<atr_String>>;
-extern template class cow_Btree<cow_String, cow_List<atr_String>>;
-extern template class cow_BtreeIterator<cow_String, cow_List<atr_String>>;
-extern template class cow_BtreeNode<atr_String, int>;
-extern template class cow_Btree<atr_String, int>;
-extern template class cow_BtreeIterator<atr_String, int>;
-extern template class cow_BtreeNode<atr_String, cow_String>;
-extern template class cow_Btree<atr_String, cow_String>;
-extern template class cow_BtreeIterator<atr_String, cow_String>;
-extern template class cow_BtreeNode<atr_String, cow_List<int>>;
-extern template class cow_Btree<atr_String, cow_List<int>>;
-extern template class cow_BtreeIterator<atr_String, cow_List<int>>;
-extern template class cow_BtreeNode<atr_String, cow_List<atr_String>>;
-extern template class cow_Btree<atr_String, cow_List<atr_String>>;
-extern template class cow_BtreeIterator<atr_String, cow_List<atr_String>>;
+// The instantiated key and value pairs, one list for these declarations and the definitions in
+// cow_Btree.cc.
+// clang-format off
+#define ZORBAS_COW_BTREE_PAIRS(M) \
+    M(int, int) \
+    M(int, cow_String) \
+    M(int, cow_List<int>) \
+    M(int, cow_List<atr_String>) \
+    M(cow_String, int) \
+    M(cow_String, cow_String) \
+    M(cow_String, cow_List<int>) \
+    M(cow_String, cow_List<atr_String>) \
+    M(atr_String, int) \
+    M(atr_String, cow_String) \
+    M(atr_String, cow_List<int>) \
+    M(atr_String, cow_List<atr_String>)
+// clang-format on
+#define ZORBAS_EXTERN(A0, A1)                    \
+    extern template class cow_BtreeNode<A0, A1>; \
+    extern template class cow_Btree<A0, A1>;     \
+    extern template class cow_BtreeIterator<A0, A1>;
+ZORBAS_COW_BTREE_PAIRS(ZORBAS_EXTERN)
+#undef ZORBAS_EXTERN
 extern template class cow_List<cow_Btree<int, int>>;
 extern template class cow_ListIter<cow_Btree<int, int>>;

@@ -676,33 +676,32 @@ cow_List<T>& cow_List<T>::Sort() requires cow_ListOrder<T> {
     return *this;
 }
 
-extern template class cow_List<int>;
-extern template class cow_List<unsigned int>;
-extern template class cow_List<long long>;
-extern template class cow_List<bool>;
-extern template class cow_List<float>;
-extern template class cow_List<double>;
-extern template class cow_List<cow_String>;
-extern template class cow_List<atr_String>;
-extern template class cow_List<cow_List<int>>;
-extern template class cow_List<cow_List<unsigned int>>;
-extern template class cow_List<cow_List<float>>;
-extern template class cow_List<cow_List<double>>;
-extern template class cow_List<cow_List<cow_String>>;
-extern template class cow_List<cow_FixedArray<int>>;
-extern template class cow_List<cow_FixedArray<double>>;
-extern template class cow_ListIter<int>;
-extern template class cow_ListIter<unsigned int>;
-extern template class cow_ListIter<long long>;
-extern template class cow_ListIter<bool>;
-extern template class cow_ListIter<float>;
-extern template class cow_ListIter<double>;
-extern template class cow_ListIter<cow_String>;
-extern template class cow_ListIter<atr_String>;
-extern template class cow_ListIter<cow_List<int>>;
-extern template class cow_ListIter<cow_List<unsigned int>>;
-extern template class cow_ListIter<cow_List<float>>;
-extern template class cow_ListIter<cow_List<double>>;
-extern template class cow_ListIter<cow_List<cow_String>>;
-extern template class cow_ListIter<cow_FixedArray<int>>;
-extern template class cow_ListIter<cow_FixedArray<double>>;
+// The instantiated element types, one list each for these declarations and the definitions in
+// cow_List.cc and cow_ListNested.cc.
+// clang-format off
+#define ZORBAS_COW_LIST_TYPES_NUMBERS(M) \
+    M(int) \
+    M(unsigned int) \
+    M(long long) \
+    M(bool) \
+    M(float) \
+    M(double)
+// clang-format on
+// clang-format off
+#define ZORBAS_COW_LIST_TYPES_NESTED(M) \
+    M(cow_String) \
+    M(atr_String) \
+    M(cow_List<int>) \
+    M(cow_List<unsigned int>) \
+    M(cow_List<float>) \
+    M(cow_List<double>) \
+    M(cow_List<cow_String>) \
+    M(cow_FixedArray<int>) \
+    M(cow_FixedArray<double>)
+// clang-format on
+#define ZORBAS_EXTERN(A0)               \
+    extern template class cow_List<A0>; \
+    extern template class cow_ListIter<A0>;
+ZORBAS_COW_LIST_TYPES_NUMBERS(ZORBAS_EXTERN)
+ZORBAS_COW_LIST_TYPES_NESTED(ZORBAS_EXTERN)
+#undef ZORBAS_EXTERN

@@ -2,21 +2,8 @@
 // that they compile in parallel.
 #include "zorbas/cow/cow_List.h"
 
-template class cow_List<cow_String>;
-template class cow_ListIter<cow_String>;
-template class cow_List<atr_String>;
-template class cow_ListIter<atr_String>;
-template class cow_List<cow_List<int>>;
-template class cow_ListIter<cow_List<int>>;
-template class cow_List<cow_List<unsigned int>>;
-template class cow_ListIter<cow_List<unsigned int>>;
-template class cow_List<cow_List<float>>;
-template class cow_ListIter<cow_List<float>>;
-template class cow_List<cow_List<double>>;
-template class cow_ListIter<cow_List<double>>;
-template class cow_List<cow_List<cow_String>>;
-template class cow_ListIter<cow_List<cow_String>>;
-template class cow_List<cow_FixedArray<int>>;
-template class cow_ListIter<cow_FixedArray<int>>;
-template class cow_List<cow_FixedArray<double>>;
-template class cow_ListIter<cow_FixedArray<double>>;
+#define ZORBAS_INSTANTIATE(A0)   \
+    template class cow_List<A0>; \
+    template class cow_ListIter<A0>;
+ZORBAS_COW_LIST_TYPES_NESTED(ZORBAS_INSTANTIATE)
+#undef ZORBAS_INSTANTIATE

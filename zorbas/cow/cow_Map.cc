@@ -2,78 +2,11 @@
 // parallel.
 #include "zorbas/cow/cow_Map.h"
 
-template class cow_MapNode<int, int>;
-template class cow_Map<int, int>;
-template class cow_ConstMapIterator<int, int>;
-template class cow_ConstMapSortedIt<int, int>;
-template class cow_MapUtils<int, int>;
-template class cow_MapNode<int, unsigned int>;
-template class cow_Map<int, unsigned int>;
-template class cow_ConstMapIterator<int, unsigned int>;
-template class cow_ConstMapSortedIt<int, unsigned int>;
-template class cow_MapUtils<int, unsigned int>;
-template class cow_MapNode<int, float>;
-template class cow_Map<int, float>;
-template class cow_ConstMapIterator<int, float>;
-template class cow_ConstMapSortedIt<int, float>;
-template class cow_MapUtils<int, float>;
-template class cow_MapNode<int, double>;
-template class cow_Map<int, double>;
-template class cow_ConstMapIterator<int, double>;
-template class cow_ConstMapSortedIt<int, double>;
-template class cow_MapUtils<int, double>;
-template class cow_MapNode<int, cow_String>;
-template class cow_Map<int, cow_String>;
-template class cow_ConstMapIterator<int, cow_String>;
-template class cow_ConstMapSortedIt<int, cow_String>;
-template class cow_MapUtils<int, cow_String>;
-template class cow_MapNode<int, cow_List<int>>;
-template class cow_Map<int, cow_List<int>>;
-template class cow_ConstMapIterator<int, cow_List<int>>;
-template class cow_ConstMapSortedIt<int, cow_List<int>>;
-template class cow_MapUtils<int, cow_List<int>>;
-template class cow_MapNode<int, cow_List<float>>;
-template class cow_Map<int, cow_List<float>>;
-template class cow_ConstMapIterator<int, cow_List<float>>;
-template class cow_ConstMapSortedIt<int, cow_List<float>>;
-template class cow_MapUtils<int, cow_List<float>>;
-template class cow_MapNode<int, cow_List<cow_String>>;
-template class cow_Map<int, cow_List<cow_String>>;
-template class cow_ConstMapIterator<int, cow_List<cow_String>>;
-template class cow_ConstMapSortedIt<int, cow_List<cow_String>>;
-template class cow_MapUtils<int, cow_List<cow_String>>;
-template class cow_MapNode<int, cow_FixedArray<int>>;
-template class cow_Map<int, cow_FixedArray<int>>;
-template class cow_ConstMapIterator<int, cow_FixedArray<int>>;
-template class cow_ConstMapSortedIt<int, cow_FixedArray<int>>;
-template class cow_MapUtils<int, cow_FixedArray<int>>;
-template class cow_MapNode<int, cow_FixedArray<double>>;
-template class cow_Map<int, cow_FixedArray<double>>;
-template class cow_ConstMapIterator<int, cow_FixedArray<double>>;
-template class cow_ConstMapSortedIt<int, cow_FixedArray<double>>;
-template class cow_MapUtils<int, cow_FixedArray<double>>;
-template class cow_MapNode<int, omi_BlkBitVect>;
-template class cow_Map<int, omi_BlkBitVect>;
-template class cow_ConstMapIterator<int, omi_BlkBitVect>;
-template class cow_ConstMapSortedIt<int, omi_BlkBitVect>;
-template class cow_MapUtils<int, omi_BlkBitVect>;
-template class cow_MapNode<unsigned int, int>;
-template class cow_Map<unsigned int, int>;
-template class cow_ConstMapIterator<unsigned int, int>;
-template class cow_ConstMapSortedIt<unsigned int, int>;
-template class cow_MapUtils<unsigned int, int>;
-template class cow_MapNode<unsigned int, unsigned int>;
-template class cow_Map<unsigned int, unsigned int>;
-template class cow_ConstMapIterator<unsigned int, unsigned int>;
-template class cow_ConstMapSortedIt<unsigned int, unsigned int>;
-template class cow_MapUtils<unsigned int, unsigned int>;
-template class cow_MapNode<unsigned int, atr_String>;
-template class cow_Map<unsigned int, atr_String>;
-template class cow_ConstMapIterator<unsigned int, atr_String>;
-template class cow_ConstMapSortedIt<unsigned int, atr_String>;
-template class cow_MapUtils<unsigned int, atr_String>;
-template class cow_MapNode<unsigned int, cow_String>;
-template class cow_Map<unsigned int, cow_String>;
-template class cow_ConstMapIterator<unsigned int, cow_String>;
-template class cow_ConstMapSortedIt<unsigned int, cow_String>;
-template class cow_MapUtils<unsigned int, cow_String>;
+#define ZORBAS_INSTANTIATE(A0, A1)               \
+    template class cow_MapNode<A0, A1>;          \
+    template class cow_Map<A0, A1>;              \
+    template class cow_ConstMapIterator<A0, A1>; \
+    template class cow_ConstMapSortedIt<A0, A1>; \
+    template class cow_MapUtils<A0, A1>;
+ZORBAS_COW_MAP_PAIRS_INT_KEYS(ZORBAS_INSTANTIATE)
+#undef ZORBAS_INSTANTIATE

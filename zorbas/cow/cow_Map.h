@@ -288,128 +288,45 @@ cow_List<V> cow_MapUtils<K, V>::cow_Values(const cow_Map<K, V>& map) {
     return values;
 }
 
-extern template class cow_MapNode<int, int>;
-extern template class cow_Map<int, int>;
-extern template class cow_ConstMapIterator<int, int>;
-extern template class cow_ConstMapSortedIt<int, int>;
-extern template class cow_MapUtils<int, int>;
-extern template class cow_MapNode<int, unsigned int>;
-extern template class cow_Map<int, unsigned int>;
-extern template class cow_ConstMapIterator<int, unsigned int>;
-extern template class cow_ConstMapSortedIt<int, unsigned int>;
-extern template class cow_MapUtils<int, unsigned int>;
-extern template class cow_MapNode<int, float>;
-extern template class cow_Map<int, float>;
-extern template class cow_ConstMapIterator<int, float>;
-extern template class cow_ConstMapSortedIt<int, float>;
-extern template class cow_MapUtils<int, float>;
-extern template class cow_MapNode<int, double>;
-extern template class cow_Map<int, double>;
-extern template class cow_ConstMapIterator<int, double>;
-extern template class cow_ConstMapSortedIt<int, double>;
-extern template class cow_MapUtils<int, double>;
-extern template class cow_MapNode<int, cow_String>;
-extern template class cow_Map<int, cow_String>;
-extern template class cow_ConstMapIterator<int, cow_String>;
-extern template class cow_ConstMapSortedIt<int, cow_String>;
-extern template class cow_MapUtils<int, cow_String>;
-extern template class cow_MapNode<int, cow_List<int>>;
-extern template class cow_Map<int, cow_List<int>>;
-extern template class cow_ConstMapIterator<int, cow_List<int>>;
-extern template class cow_ConstMapSortedIt<int, cow_List<int>>;
-extern template class cow_MapUtils<int, cow_List<int>>;
-extern template class cow_MapNode<int, cow_List<float>>;
-extern template class cow_Map<int, cow_List<float>>;
-extern template class cow_ConstMapIterator<int, cow_List<float>>;
-extern template class cow_ConstMapSortedIt<int, cow_List<float>>;
-extern template class cow_MapUtils<int, cow_List<float>>;
-extern template class cow_MapNode<int, cow_List<cow_String>>;
-extern template class cow_Map<int, cow_List<cow_String>>;
-extern template class cow_ConstMapIterator<int, cow_List<cow_String>>;
-extern template class cow_ConstMapSortedIt<int, cow_List<cow_String>>;
-extern template class cow_MapUtils<int, cow_List<cow_String>>;
-extern template class cow_MapNode<int, cow_FixedArray<int>>;
-extern template class cow_Map<int, cow_FixedArray<int>>;
-extern template class cow_ConstMapIterator<int, cow_FixedArray<int>>;
-extern template class cow_ConstMapSortedIt<int, cow_FixedArray<int>>;
-extern template class cow_MapUtils<int, cow_FixedArray<int>>;
-extern template class cow_MapNode<int, cow_FixedArray<double>>;
-extern template class cow_Map<int, cow_FixedArray<double>>;
-extern template class cow_ConstMapIterator<int, cow_FixedArray<double>>;
-extern template class cow_ConstMapSortedIt<int, cow_FixedArray<double>>;
-extern template class cow_MapUtils<int, cow_FixedArray<double>>;
-extern template class cow_MapNode<int, omi_BlkBitVect>;
-extern template class cow_Map<int, omi_BlkBitVect>;
-extern template class cow_ConstMapIterator<int, omi_BlkBitVect>;
-extern template class cow_ConstMapSortedIt<int, omi_BlkBitVect>;
-extern template class cow_MapUtils<int, omi_BlkBitVect>;
-extern template class cow_MapNode<unsigned int, int>;
-extern template class cow_Map<unsigned int, int>;
-extern template class cow_ConstMapIterator<unsigned int, int>;
-extern template class cow_ConstMapSortedIt<unsigned int, int>;
-extern template class cow_MapUtils<unsigned int, int>;
-extern template class cow_MapNode<unsigned int, unsigned int>;
-extern template class cow_Map<unsigned int, unsigned int>;
-extern template class cow_ConstMapIterator<unsigned int, unsigned int>;
-extern template class cow_ConstMapSortedIt<unsigned int, unsigned int>;
-extern template class cow_MapUtils<unsigned int, unsigned int>;
-extern template class cow_MapNode<unsigned int, atr_String>;
-extern template class cow_Map<unsigned int, atr_String>;
-extern template class cow_ConstMapIterator<unsigned int, atr_String>;
-extern template class cow_ConstMapSortedIt<unsigned int, atr_String>;
-extern template class cow_MapUtils<unsigned int, atr_String>;
-extern template class cow_MapNode<unsigned int, cow_String>;
-extern template class cow_Map<unsigned int, cow_String>;
-extern template class cow_ConstMapIterator<unsigned int, cow_String>;
-extern template class cow_ConstMapSortedIt<unsigned int, cow_String>;
-extern template class cow_MapUtils<unsigned int, cow_String>;
-extern template class cow_MapNode<atr_String, atr_String>;
-extern template class cow_Map<atr_String, atr_String>;
-extern template class cow_ConstMapIterator<atr_String, atr_String>;
-extern template class cow_ConstMapSortedIt<atr_String, atr_String>;
-extern template class cow_MapUtils<atr_String, atr_String>;
-extern template class cow_MapNode<atr_String, cow_String>;
-extern template class cow_Map<atr_String, cow_String>;
-extern template class cow_ConstMapIterator<atr_String, cow_String>;
-extern template class cow_ConstMapSortedIt<atr_String, cow_String>;
-extern template class cow_MapUtils<atr_String, cow_String>;
-extern template class cow_MapNode<atr_String, cow_List<int>>;
-extern template class cow_Map<atr_String, cow_List<int>>;
-extern template class cow_ConstMapIterator<atr_String, cow_List<int>>;
-extern template class cow_ConstMapSortedIt<atr_String, cow_List<int>>;
-extern template class cow_MapUtils<atr_String, cow_List<int>>;
-extern template class cow_MapNode<atr_String, cow_List<float>>;
-extern template class cow_Map<atr_String, cow_List<float>>;
-extern template class cow_ConstMapIterator<atr_String, cow_List<float>>;
-extern template class cow_ConstMapSortedIt<atr_String, cow_List<float>>;
-extern template class cow_MapUtils<atr_String, cow_List<float>>;
-extern template class cow_MapNode<atr_String, cow_List<cow_String>>;
-extern template class cow_Map<atr_String, cow_List<cow_String>>;
-extern template class cow_ConstMapIterator<atr_String, cow_List<cow_String>>;
-extern template class cow_ConstMapSortedIt<atr_String, cow_List<cow_String>>;
-extern template class cow_MapUtils<atr_String, cow_List<cow_String>>;
-extern template class cow_MapNode<cow_String, atr_String>;
-extern template class cow_Map<cow_String, atr_String>;
-extern template class cow_ConstMapIterator<cow_String, atr_String>;
-extern template class cow_ConstMapSortedIt<cow_String, atr_String>;
-extern template class cow_MapUtils<cow_String, atr_String>;
-extern template class cow_MapNode<cow_String, cow_String>;
-extern template class cow_Map<cow_String, cow_String>;
-extern template class cow_ConstMapIterator<cow_String, cow_String>;
-extern template class cow_ConstMapSortedIt<cow_String, cow_String>;
-extern template class cow_MapUtils<cow_String, cow_String>;
-extern template class cow_MapNode<cow_String, cow_List<int>>;
-extern template class cow_Map<cow_String, cow_List<int>>;
-extern template class cow_ConstMapIterator<cow_String, cow_List<int>>;
-extern template class cow_ConstMapSortedIt<cow_String, cow_List<int>>;
-extern template class cow_MapUtils<cow_String, cow_List<int>>;
-extern template class cow_MapNode<cow_String, cow_List<float>>;
-extern template class cow_Map<cow_String, cow_List<float>>;
-extern template class cow_ConstMapIterator<cow_String, cow_List<float>>;
-extern template class cow_ConstMapSortedIt<cow_String, cow_List<float>>;
-extern template class cow_MapUtils<cow_String, cow_List<float>>;
-extern template class cow_MapNode<cow_String, cow_List<cow_String>>;
-extern template class cow_Map<cow_String, cow_List<cow_String>>;
-extern template class cow_ConstMapIterator<cow_String, cow_List<cow_String>>;
-extern template class cow_ConstMapSortedIt<cow_String, cow_List<cow_String>>;
-extern template class cow_MapUtils<cow_String, cow_List<cow_String>>;
+// The instantiated key and value pairs, one list each for these declarations and the definitions in
+// cow_Map.cc and cow_MapStringKeys.cc.
+// clang-format off
+#define ZORBAS_COW_MAP_PAIRS_INT_KEYS(M) \
+    M(int, int) \
+    M(int, unsigned int) \
+    M(int, float) \
+    M(int, double) \
+    M(int, cow_String) \
+    M(int, cow_List<int>) \
+    M(int, cow_List<float>) \
+    M(int, cow_List<cow_String>) \
+    M(int, cow_FixedArray<int>) \
+    M(int, cow_FixedArray<double>) \
+    M(int, omi_BlkBitVect) \
+    M(unsigned int, int) \
+    M(unsigned int, unsigned int) \
+    M(unsigned int, atr_String) \
+    M(unsigned int, cow_String)
+// clang-format on
+// clang-format off
+#define ZORBAS_COW_MAP_PAIRS_STRING_KEYS(M) \
+    M(atr_String, atr_String) \
+    M(atr_String, cow_String) \
+    M(atr_String, cow_List<int>) \
+    M(atr_String, cow_List<float>) \
+    M(atr_String, cow_List<cow_String>) \
+    M(cow_String, atr_String) \
+    M(cow_String, cow_String) \
+    M(cow_String, cow_List<int>) \
+    M(cow_String, cow_List<float>) \
+    M(cow_String, cow_List<cow_String>)
+// clang-format on
+#define ZORBAS_EXTERN(A0, A1)                           \
+    extern template class cow_MapNode<A0, A1>;          \
+    extern template class cow_Map<A0, A1>;              \
+    extern template class cow_ConstMapIterator<A0, A1>; \
+    extern template class cow_ConstMapSortedIt<A0, A1>; \
+    extern template class cow_MapUtils<A0, A1>;
+ZORBAS_COW_MAP_PAIRS_INT_KEYS(ZORBAS_EXTERN)
+ZORBAS_COW_MAP_PAIRS_STRING_KEYS(ZORBAS_EXTERN)
+#undef ZORBAS_EXTERN

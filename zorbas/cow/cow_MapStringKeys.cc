@@ -2,53 +2,11 @@
 // parallel.
 #include "zorbas/cow/cow_Map.h"
 
-template class cow_MapNode<atr_String, atr_String>;
-template class cow_Map<atr_String, atr_String>;
-template class cow_ConstMapIterator<atr_String, atr_String>;
-template class cow_ConstMapSortedIt<atr_String, atr_String>;
-template class cow_MapUtils<atr_String, atr_String>;
-template class cow_MapNode<atr_String, cow_String>;
-template class cow_Map<atr_String, cow_String>;
-template class cow_ConstMapIterator<atr_String, cow_String>;
-template class cow_ConstMapSortedIt<atr_String, cow_String>;
-template class cow_MapUtils<atr_String, cow_String>;
-template class cow_MapNode<atr_String, cow_List<int>>;
-template class cow_Map<atr_String, cow_List<int>>;
-template class cow_ConstMapIterator<atr_String, cow_List<int>>;
-template class cow_ConstMapSortedIt<atr_String, cow_List<int>>;
-template class cow_MapUtils<atr_String, cow_List<int>>;
-template class cow_MapNode<atr_String, cow_List<float>>;
-template class cow_Map<atr_String, cow_List<float>>;
-template class cow_ConstMapIterator<atr_String, cow_List<float>>;
-template class cow_ConstMapSortedIt<atr_String, cow_List<float>>;
-template class cow_MapUtils<atr_String, cow_List<float>>;
-template class cow_MapNode<atr_String, cow_List<cow_String>>;
-template class cow_Map<atr_String, cow_List<cow_String>>;
-template class cow_ConstMapIterator<atr_String, cow_List<cow_String>>;
-template class cow_ConstMapSortedIt<atr_String, cow_List<cow_String>>;
-template class cow_MapUtils<atr_String, cow_List<cow_String>>;
-template class cow_MapNode<cow_String, atr_String>;
-template class cow_Map<cow_String, atr_String>;
-template class cow_ConstMapIterator<cow_String, atr_String>;
-template class cow_ConstMapSortedIt<cow_String, atr_String>;
-template class cow_MapUtils<cow_String, atr_String>;
-template class cow_MapNode<cow_String, cow_String>;
-template class cow_Map<cow_String, cow_String>;
-template class cow_ConstMapIterator<cow_String, cow_String>;
-template class cow_ConstMapSortedIt<cow_String, cow_String>;
-template class cow_MapUtils<cow_String, cow_String>;
-template class cow_MapNode<cow_String, cow_List<int>>;
-template class cow_Map<cow_String, cow_List<int>>;
-template class cow_ConstMapIterator<cow_String, cow_List<int>>;
-template class cow_ConstMapSortedIt<cow_String, cow_List<int>>;
-template class cow_MapUtils<cow_String, cow_List<int>>;
-template class cow_MapNode<cow_String, cow_List<float>>;
-template class cow_Map<cow_String, cow_List<float>>;
-template class cow_ConstMapIterator<cow_String, cow_List<float>>;
-template class cow_ConstMapSortedIt<cow_String, cow_List<float>>;
-template class cow_MapUtils<cow_String, cow_List<float>>;
-template class cow_MapNode<cow_String, cow_List<cow_String>>;
-template class cow_Map<cow_String, cow_List<cow_String>>;
-template class cow_ConstMapIterator<cow_String, cow_List<cow_String>>;
-template class cow_ConstMapSortedIt<cow_String, cow_List<cow_String>>;
-template class cow_MapUtils<cow_String, cow_List<cow_String>>;
+#define ZORBAS_INSTANTIATE(A0, A1)               \
+    template class cow_MapNode<A0, A1>;          \
+    template class cow_Map<A0, A1>;              \
+    template class cow_ConstMapIterator<A0, A1>; \
+    template class cow_ConstMapSortedIt<A0, A1>; \
+    template class cow_MapUtils<A0, A1>;
+ZORBAS_COW_MAP_PAIRS_STRING_KEYS(ZORBAS_INSTANTIATE)
+#undef ZORBAS_INSTANTIATE
