@@ -53,29 +53,29 @@ TEST(LifecycleDeathTest, LastEndEndsAllSectionsAndAStartRestarts) {
         ::testing::ExitedWithCode(0), "");
 }
 
+// Ends and restarts the library in a child with VLD_IGNORE_FPE set to `value`; the child checks
+// what the start left in the environment and in the floating-point state.
+void RestartWithIgnoreFpe(const char* value, const char* expectedAfter, bool expectIgnore) {
+    EXPECT_EXIT(
+        {
+            setenv("VLD_IGNORE_FPE", value, 1);
+            int use = 0;
+            ZORBasShared_finalize(use);
+            omn_resetFPEStateForTesting();
+            ZORBasShared_initialize(use);
+            const char* now = std::getenv("VLD_IGNORE_FPE");
+            bool ok = now && std::strcmp(now, expectedAfter) == 0 &&
+                      omn_getFPEState().ignore == expectIgnore;
+            std::exit(ok ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "")
+        << "VLD_IGNORE_FPE=" << value;
+}
+
 TEST(LifecycleDeathTest, IgnoreFpeOneIsTakenAndReset) {
-    EXPECT_EXIT(
-        {
-            setenv("VLD_IGNORE_FPE", "1", 1);
-            int use = 0;
-            ZORBasShared_finalize(use);
-            omn_resetFPEStateForTesting();
-            ZORBasShared_initialize(use);
-            const char* now = std::getenv("VLD_IGNORE_FPE");
-            std::exit(now && std::strcmp(now, "0") == 0 && omn_getFPEState().ignore ? 0 : 1);
-        },
-        ::testing::ExitedWithCode(0), "");
-    EXPECT_EXIT(
-        {
-            setenv("VLD_IGNORE_FPE", "yes", 1);
-            int use = 0;
-            ZORBasShared_finalize(use);
-            omn_resetFPEStateForTesting();
-            ZORBasShared_initialize(use);
-            const char* now = std::getenv("VLD_IGNORE_FPE");
-            std::exit(now && std::strcmp(now, "yes") == 0 && !omn_getFPEState().ignore ? 0 : 1);
-        },
-        ::testing::ExitedWithCode(0), "");
+    RestartWithIgnoreFpe("1", "0", true);
+    RestartWithIgnoreFpe("yes", "yes", false);
+    RestartWithIgnoreFpe("10", "10", false);
 }
 
 // The "threadsafe" death-test style re-executes the binary, so the child's static initialisers
