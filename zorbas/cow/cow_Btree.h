@@ -483,11 +483,14 @@ void cow_BtreeIterator<K, V>::Previous() {
     M(atr_String, cow_List<int>) \
     M(atr_String, cow_List<atr_String>)
 // clang-format on
-#define ZORBAS_EXTERN(A0, A1)                    \
-    extern template class cow_BtreeNode<A0, A1>; \
-    extern template class cow_Btree<A0, A1>;     \
-    extern template class cow_BtreeIterator<A0, A1>;
-ZORBAS_COW_BTREE_PAIRS(ZORBAS_EXTERN)
-#undef ZORBAS_EXTERN
+// Every class of one instantiation, with the prefix "extern" for the declarations here or
+// none for the definitions in the sources.
+#define ZORBAS_COW_BTREE_CLASSES(P, A0, A1) \
+    P template class cow_BtreeNode<A0, A1>; \
+    P template class cow_Btree<A0, A1>;     \
+    P template class cow_BtreeIterator<A0, A1>;
+#define ZORBAS_COW_BTREE_EXTERN(A0, A1) ZORBAS_COW_BTREE_CLASSES(extern, A0, A1)
+#define ZORBAS_COW_BTREE_DEFINE(A0, A1) ZORBAS_COW_BTREE_CLASSES(, A0, A1)
+ZORBAS_COW_BTREE_PAIRS(ZORBAS_COW_BTREE_EXTERN)
 extern template class cow_List<cow_Btree<int, int>>;
 extern template class cow_ListIter<cow_Btree<int, int>>;

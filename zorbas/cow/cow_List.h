@@ -699,9 +699,12 @@ cow_List<T>& cow_List<T>::Sort() requires cow_ListOrder<T> {
     M(cow_FixedArray<int>) \
     M(cow_FixedArray<double>)
 // clang-format on
-#define ZORBAS_EXTERN(A0)               \
-    extern template class cow_List<A0>; \
-    extern template class cow_ListIter<A0>;
-ZORBAS_COW_LIST_TYPES_NUMBERS(ZORBAS_EXTERN)
-ZORBAS_COW_LIST_TYPES_NESTED(ZORBAS_EXTERN)
-#undef ZORBAS_EXTERN
+// Every class of one instantiation, with the prefix "extern" for the declarations here or
+// none for the definitions in the sources.
+#define ZORBAS_COW_LIST_CLASSES(P, A0) \
+    P template class cow_List<A0>;     \
+    P template class cow_ListIter<A0>;
+#define ZORBAS_COW_LIST_EXTERN(A0) ZORBAS_COW_LIST_CLASSES(extern, A0)
+#define ZORBAS_COW_LIST_DEFINE(A0) ZORBAS_COW_LIST_CLASSES(, A0)
+ZORBAS_COW_LIST_TYPES_NUMBERS(ZORBAS_COW_LIST_EXTERN)
+ZORBAS_COW_LIST_TYPES_NESTED(ZORBAS_COW_LIST_EXTERN)

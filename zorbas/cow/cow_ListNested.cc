@@ -2,8 +2,4 @@
 // that they compile in parallel.
 #include "zorbas/cow/cow_List.h"
 
-#define ZORBAS_INSTANTIATE(A0)   \
-    template class cow_List<A0>; \
-    template class cow_ListIter<A0>;
-ZORBAS_COW_LIST_TYPES_NESTED(ZORBAS_INSTANTIATE)
-#undef ZORBAS_INSTANTIATE
+ZORBAS_COW_LIST_TYPES_NESTED(ZORBAS_COW_LIST_DEFINE)

@@ -321,12 +321,15 @@ cow_List<V> cow_MapUtils<K, V>::cow_Values(const cow_Map<K, V>& map) {
     M(cow_String, cow_List<float>) \
     M(cow_String, cow_List<cow_String>)
 // clang-format on
-#define ZORBAS_EXTERN(A0, A1)                           \
-    extern template class cow_MapNode<A0, A1>;          \
-    extern template class cow_Map<A0, A1>;              \
-    extern template class cow_ConstMapIterator<A0, A1>; \
-    extern template class cow_ConstMapSortedIt<A0, A1>; \
-    extern template class cow_MapUtils<A0, A1>;
-ZORBAS_COW_MAP_PAIRS_INT_KEYS(ZORBAS_EXTERN)
-ZORBAS_COW_MAP_PAIRS_STRING_KEYS(ZORBAS_EXTERN)
-#undef ZORBAS_EXTERN
+// Every class of one instantiation, with the prefix "extern" for the declarations here or
+// none for the definitions in the sources.
+#define ZORBAS_COW_MAP_CLASSES(P, A0, A1)          \
+    P template class cow_MapNode<A0, A1>;          \
+    P template class cow_Map<A0, A1>;              \
+    P template class cow_ConstMapIterator<A0, A1>; \
+    P template class cow_ConstMapSortedIt<A0, A1>; \
+    P template class cow_MapUtils<A0, A1>;
+#define ZORBAS_COW_MAP_EXTERN(A0, A1) ZORBAS_COW_MAP_CLASSES(extern, A0, A1)
+#define ZORBAS_COW_MAP_DEFINE(A0, A1) ZORBAS_COW_MAP_CLASSES(, A0, A1)
+ZORBAS_COW_MAP_PAIRS_INT_KEYS(ZORBAS_COW_MAP_EXTERN)
+ZORBAS_COW_MAP_PAIRS_STRING_KEYS(ZORBAS_COW_MAP_EXTERN)
