@@ -12,7 +12,7 @@
 #include "zorbas/cow/cow_String.h"
 #include "zorbas/filters/ZORBasPlt_Filters.h"
 #include "zorbas/frame/ZORBasShared.h"
-#include "zorbas/frame/ZORBasUtlException.h"
+#include "zorbas/errors/ZORBasUtlException.h"
 #include "zorbas/intsets/omi_BlkBitVect.h"
 #include "zorbas/intsets/omi_UintTable.h"
 #include "zorbas/memory/ZORBasSrmAllocator.h"

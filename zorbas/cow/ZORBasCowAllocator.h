@@ -11,7 +11,7 @@
 #include "companions/alloc/ZORBasMemPool.h"
 #include "companions/alloc/mem_Malloc.h"
 #include "companions/framework/zorbas_export.h"
-#include "zorbas/frame/omi_Singleton.h"
+#include "zorbas/base/omi_Singleton.h"
 
 // The tracked-heap operators of mem_AllocationOperators (with their placement pair, for nodes built
 // in storage the container already holds), under the name the containers' nodes and handles use.

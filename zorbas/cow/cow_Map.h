@@ -17,7 +17,6 @@
 #include "zorbas/cow/cow_FixedArray.h"
 #include "zorbas/cow/cow_List.h"
 #include "zorbas/cow/cow_String.h"
-#include "zorbas/intsets/omi_BlkBitVect.h"
 
 // Bit `depth` of an integer key, repeating after 32 levels.
 inline bool cow_MapBit(int key, int depth) {
@@ -302,7 +301,6 @@ cow_List<V> cow_MapUtils<K, V>::cow_Values(const cow_Map<K, V>& map) {
     M(int, cow_List<cow_String>) \
     M(int, cow_FixedArray<int>) \
     M(int, cow_FixedArray<double>) \
-    M(int, omi_BlkBitVect) \
     M(unsigned int, int) \
     M(unsigned int, unsigned int) \
     M(unsigned int, atr_String) \

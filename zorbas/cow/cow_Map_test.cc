@@ -115,16 +115,6 @@ TEST_F(CowMapTest, StringKeysWithTheSameLowBitsShareAPathAndValuesMayBeAnyValueT
     EXPECT_EQ(m.ConstGet("ge"), 3);
     EXPECT_FALSE(m.IsMember("ca"));
 
-    cow_Map<int, omi_BlkBitVect> sets;
-    omi_BlkBitVect bits;
-    bits.SetBit(70000);
-    sets.Insert(1, bits);
-    cow_Map<int, omi_BlkBitVect> setsCopy(sets);
-    setsCopy.Get(1).SetBit(3);
-    EXPECT_EQ(sets.ConstGet(1).BitCount(), 1u);
-    EXPECT_EQ(setsCopy.ConstGet(1).BitCount(), 2u);
-    EXPECT_EQ((cow_MapUtils<int, omi_BlkBitVect>::cow_Values(setsCopy).ConstGet(0).BitCount()), 2u);
-
     cow_Map<atr_String, cow_List<cow_String>> lists;
     lists.Insert("x", cow_List<cow_String>("1", "2"));
     lists.Get("x").Append("3");

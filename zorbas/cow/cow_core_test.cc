@@ -3,7 +3,7 @@
 
 #include "zorbas/cow/ZORBasCowAllocator.h"
 #include "zorbas/cow/cow_COW.h"
-#include "zorbas/frame/omi_Singleton.h"
+#include "zorbas/base/omi_Singleton.h"
 
 namespace {
 

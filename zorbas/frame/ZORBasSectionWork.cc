@@ -5,7 +5,7 @@
 
 #include "companions/alloc/ZORBasCallStack.h"
 #include "zorbas/crash/omn_manageFPE.h"
-#include "zorbas/frame/ZORBasUtlException.h"
+#include "zorbas/errors/ZORBasUtlException.h"
 #include "zorbas/frame/ZORBas_SingletonRegistry.h"
 #include "zorbas/frame/omi_AlertListener.h"
 

@@ -4,7 +4,7 @@
 // two optional messages whose odd formats ("%s" and "%n" with an integer) are kept as they are.
 #pragma once
 
-#include "zorbas/frame/omi_Singleton.h"
+#include "zorbas/base/omi_Singleton.h"
 #include "zorbas/intsets/omi_IntTable.h"
 #include "zorbas/memory/ZORBasOmiDefaultAllocator.h"
 

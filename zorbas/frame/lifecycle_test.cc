@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "zorbas/crash/omn_manageFPE.h"
+#include "zorbas/errors/ZORBasUtlException.h"
 #include "zorbas/frame/ZORBasShared.h"
-#include "zorbas/frame/ZORBasUtlException.h"
 #include "zorbas/frame/ZORBas_SingletonRegistry.h"
 
 namespace {

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "zorbas/frame/omi_Singleton.h"
+#include "zorbas/base/omi_Singleton.h"
 
 enum omi_AlertEnm {
     omi_Alert0 = 0,

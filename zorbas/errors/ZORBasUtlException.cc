@@ -1,4 +1,4 @@
-#include "zorbas/frame/ZORBasUtlException.h"
+#include "zorbas/errors/ZORBasUtlException.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -6,7 +6,7 @@
 #include "companions/coreutils/ZORBasException.h"
 #include "companions/coreutils/ZORBasSystemError.h"
 #include "zorbas/cow/cow_String.h"
-#include "zorbas/frame/omi_Singleton.h"
+#include "zorbas/base/omi_Singleton.h"
 
 // A system error: the system code, or -1 when the runtime's error number (second field) counts.
 enum ErrorCodeType {
