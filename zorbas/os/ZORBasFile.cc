@@ -21,21 +21,23 @@ constexpr size_t kStep = 65536;
 constexpr off_t kLockBase = 0x7fffffffffff0000LL;
 enum LockByte : off_t { kAccessRead = 0, kAccessWrite = 1, kDenyRead = 2, kDenyWrite = 3 };
 
-bool Held(int fd, off_t byte) {
+struct flock OnByte(off_t byte, short type) {
     struct flock fl = {};
-    fl.l_type = F_WRLCK;
+    fl.l_type = type;
     fl.l_whence = SEEK_SET;
     fl.l_start = kLockBase + byte;
     fl.l_len = 1;
+    return fl;
+}
+
+// Whether another open file description holds a lock on `byte`.
+bool Held(int fd, off_t byte) {
+    struct flock fl = OnByte(byte, F_WRLCK);
     return fcntl(fd, F_OFD_GETLK, &fl) == 0 && fl.l_type != F_UNLCK;
 }
 
 bool Hold(int fd, off_t byte) {
-    struct flock fl = {};
-    fl.l_type = F_RDLCK;
-    fl.l_whence = SEEK_SET;
-    fl.l_start = kLockBase + byte;
-    fl.l_len = 1;
+    struct flock fl = OnByte(byte, F_RDLCK);
     return fcntl(fd, F_OFD_SETLK, &fl) == 0;
 }
 
