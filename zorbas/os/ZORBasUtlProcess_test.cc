@@ -37,12 +37,6 @@ TEST(CommandArgs, ArgumentsComeBackWhole) {
     EXPECT_EQ(out, "5[two words][][d\xc3\xa9j\xc3\xa0][-x]\n");
 }
 
-TEST(CommandArgs, ThisProcessIsItsFirstArgument) {
-    ZORBasGetCommandArgs args;
-    ASSERT_GE(args.Argc(), 1);
-    EXPECT_EQ(std::string(args.Argv()[0]).find("os_files_test") != std::string::npos, true);
-}
-
 int RankSeven() { return 7; }
 int ThreadNine() { return 9; }
 
