@@ -29,6 +29,15 @@ module zorbas_shared
     public :: zorbas_qnt_title, zorbas_check_stack_version, zorbas_in_gui, zorbas_in_kernel
     public :: zorbas_c_string, zorbas_f_string, zorbas_to_fortran
 
+    abstract interface
+        ! A text entry that takes only the buffer.
+        type(c_ptr) function text_entry(bufLen, buf) bind(C)
+            import :: c_int, c_char, c_ptr
+            integer(c_int), value :: bufLen
+            character(kind=c_char), intent(inout) :: buf(*)
+        end function
+    end interface
+
     interface
         subroutine ZORBasShared_initializeC() bind(C, name='ZORBasShared_initializeC')
         end subroutine
@@ -176,13 +185,19 @@ contains
 
     ! The text entries through a buffer of 81 bytes. A buffer too small is reported by the entry
     ! on standard error and gives "" here.
-    function zorbas_version_number() result(text)
+    function answer_of(entry) result(text)
+        procedure(text_entry) :: entry
         character(len=:), allocatable :: text
         character(kind=c_char) :: buf(version_buffer)
         type(c_ptr) :: ignored
         buf = c_null_char
-        ignored = ZORBasUtlVersion_VersionNumber(int(version_buffer, c_int), buf)
+        ignored = entry(int(version_buffer, c_int), buf)
         text = zorbas_f_string(buf)
+    end function
+
+    function zorbas_version_number() result(text)
+        character(len=:), allocatable :: text
+        text = answer_of(ZORBasUtlVersion_VersionNumber)
     end function
 
     function zorbas_version_from_values(major, minor, update, extended) result(text)
@@ -201,29 +216,17 @@ contains
 
     function zorbas_legacy_title() result(text)
         character(len=:), allocatable :: text
-        character(kind=c_char) :: buf(version_buffer)
-        type(c_ptr) :: ignored
-        buf = c_null_char
-        ignored = ZORBasUtlVersion_LegacyTitle(int(version_buffer, c_int), buf)
-        text = zorbas_f_string(buf)
+        text = answer_of(ZORBasUtlVersion_LegacyTitle)
     end function
 
     function zorbas_qnt_title() result(text)
         character(len=:), allocatable :: text
-        character(kind=c_char) :: buf(version_buffer)
-        type(c_ptr) :: ignored
-        buf = c_null_char
-        ignored = ZORBasUtlVersion_QNTTitle(int(version_buffer, c_int), buf)
-        text = zorbas_f_string(buf)
+        text = answer_of(ZORBasUtlVersion_QNTTitle)
     end function
 
     function zorbas_check_stack_version() result(text)
         character(len=:), allocatable :: text
-        character(kind=c_char) :: buf(version_buffer)
-        type(c_ptr) :: ignored
-        buf = c_null_char
-        ignored = ZORBasUtlVersion_CheckStackVersion(int(version_buffer, c_int), buf)
-        text = zorbas_f_string(buf)
+        text = answer_of(ZORBasUtlVersion_CheckStackVersion)
     end function
 
 end module zorbas_shared

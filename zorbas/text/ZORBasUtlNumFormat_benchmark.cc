@@ -24,9 +24,8 @@ const std::vector<double>& Values() {
     return values;
 }
 
-void BM_NumFormat_Scientific_Ours(benchmark::State& state) {
-    const ZORBasUtlNumFormat format(ZORBasUtlNumFormat::Scientific,
-                                    static_cast<int>(state.range(0)));
+void FormatAll(benchmark::State& state, ZORBasUtlNumFormat::Form form) {
+    const ZORBasUtlNumFormat format(form, static_cast<int>(state.range(0)));
     char text[ZORBasUtlNumFormat::kBufferSize];
     for (auto _ : state)
         for (double v : Values()) {
@@ -34,6 +33,10 @@ void BM_NumFormat_Scientific_Ours(benchmark::State& state) {
             benchmark::ClobberMemory();
         }
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * Values().size()));
+}
+
+void BM_NumFormat_Scientific_Ours(benchmark::State& state) {
+    FormatAll(state, ZORBasUtlNumFormat::Scientific);
 }
 
 void BM_NumFormat_Scientific_ToChars(benchmark::State& state) {
@@ -63,15 +66,7 @@ void BM_NumFormat_Scientific_Printf(benchmark::State& state) {
 }
 
 void BM_NumFormat_Engineering_Ours(benchmark::State& state) {
-    const ZORBasUtlNumFormat format(ZORBasUtlNumFormat::Engineering,
-                                    static_cast<int>(state.range(0)));
-    char text[ZORBasUtlNumFormat::kBufferSize];
-    for (auto _ : state)
-        for (double v : Values()) {
-            benchmark::DoNotOptimize(format.Format(v, text));
-            benchmark::ClobberMemory();
-        }
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * Values().size()));
+    FormatAll(state, ZORBasUtlNumFormat::Engineering);
 }
 
 BENCHMARK(BM_NumFormat_Scientific_Ours)->Arg(6)->Arg(17);

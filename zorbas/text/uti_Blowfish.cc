@@ -98,26 +98,29 @@ void uti_Blowfish::Schedule(const uint8_t* key, int length) {
         }
 }
 
-void uti_Blowfish::EncryptECB(const void* in, void* out, size_t count) const {
+namespace {
+
+// Runs `cipher` over `count` big-endian blocks from `in` to `out`.
+template <class Cipher>
+inline void EachBlock(const void* in, void* out, size_t count, Cipher cipher) {
     const uint8_t* src = static_cast<const uint8_t*>(in);
     uint8_t* dst = static_cast<uint8_t*>(out);
     for (size_t i = 0; i < count; ++i, src += 8, dst += 8) {
         uint32_t l = Load(src), r = Load(src + 4);
-        EncryptBlock(l, r);
+        cipher(l, r);
         Store(dst, l);
         Store(dst + 4, r);
     }
 }
 
+}  // namespace
+
+void uti_Blowfish::EncryptECB(const void* in, void* out, size_t count) const {
+    EachBlock(in, out, count, [this](uint32_t& l, uint32_t& r) { EncryptBlock(l, r); });
+}
+
 void uti_Blowfish::DecryptECB(const void* in, void* out, size_t count) const {
-    const uint8_t* src = static_cast<const uint8_t*>(in);
-    uint8_t* dst = static_cast<uint8_t*>(out);
-    for (size_t i = 0; i < count; ++i, src += 8, dst += 8) {
-        uint32_t l = Load(src), r = Load(src + 4);
-        DecryptBlock(l, r);
-        Store(dst, l);
-        Store(dst + 4, r);
-    }
+    EachBlock(in, out, count, [this](uint32_t& l, uint32_t& r) { DecryptBlock(l, r); });
 }
 
 void uti_Blowfish::EncryptCBC(const void* in, void* out, size_t count, uint8_t* iv) const {
