@@ -10,15 +10,17 @@
 #include "zorbas/cow/cow_COW.h"
 #include "zorbas/cow/cow_List.h"
 #include "zorbas/cow/cow_String.h"
+#include "zorbas/errors/ZORBasUtlException.h"
 #include "zorbas/filters/ZORBasPlt_Filters.h"
 #include "zorbas/frame/ZORBasShared.h"
-#include "zorbas/errors/ZORBasUtlException.h"
 #include "zorbas/intsets/omi_BlkBitVect.h"
 #include "zorbas/intsets/omi_UintTable.h"
+#include "zorbas/machine/ZORBasUtlVersion.h"
 #include "zorbas/memory/ZORBasSrmAllocator.h"
 #include "zorbas/os/ZORBasCommandLine.h"
 #include "zorbas/os/ZORBasOmniProcessInfo.h"
 #include "zorbas/spatial/omi_Octree.h"
+#include "zorbas/text/ZORBasUtlNumFormat.h"
 
 namespace {
 
@@ -182,11 +184,25 @@ void Identity() {
 
 }  // namespace
 
+// The version line that heads a solver's output, and a result value in the output's forms.
+void VersionAndNumbers() {
+    ZORBasUtlVersion& version = omi_Singleton<ZORBasUtlVersion>::Instance();
+    const char* commit = ZORBasUtlVersion::BuildCommitCStr();
+    std::printf("version: %s (%s), build %s\n", version.LegacyTitle(true).CStr(),
+                version._QNTVersion(true).CStr(), *commit ? commit : "unknown");
+    const double energy = 12345.6789;
+    std::printf("numbers: %s | %s | %s\n",
+                ZORBasUtlNumFormat(ZORBasUtlNumFormat::Scientific, 6, 12).Text(energy).CStr(),
+                ZORBasUtlNumFormat(ZORBasUtlNumFormat::Engineering, 6, 12).Text(energy).CStr(),
+                ZORBasUtlNumFormat(ZORBasUtlNumFormat::Fixed, 2, 12).Text(energy).CStr());
+}
+
 int main() {
     int use = 0;
     ZORBasShared_initialize(use);  // nests inside the start done at load
     std::printf("library: started (nested start added %d sections)\n", use);
     Identity();
+    VersionAndNumbers();
     Strings();
     Handles();
     Lists();

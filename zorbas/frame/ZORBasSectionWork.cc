@@ -8,14 +8,23 @@
 #include "zorbas/errors/ZORBasUtlException.h"
 #include "zorbas/frame/ZORBas_SingletonRegistry.h"
 #include "zorbas/frame/omi_AlertListener.h"
+#include "zorbas/machine/ZORBasUtlVersion.h"
 #include "zorbas/os/ZORBasFilStracePhase.h"
+#include "zorbas/os/ZORBasOmniProcessInfo.h"
 
 void ZORBasUtils_startWork() {
     ZORBasUtlExceptionModel::setBehavior(new ZORBasUtlExcDefaultFactory);
+    // The process identity, a floor below the version, has the version read its release and
+    // build facts each time it learns the executable's name.
+    ZORBasOmniProcessInfo::SetInitializeFollower([] {
+        ZORBasUtlVersion::InitReleaseInfo();
+        ZORBasUtlVersion::InitBuildInfo();
+    });
 }
 
 // Singletons end in this order; the registry, which may still be asked for by the others, last.
 void ZORBasUtils_endWork() {
+    omi_SingletonBase<ZORBasUtlVersion>::Finalize();
     ZORBasUtlExceptionModel::setBehavior(nullptr);
     omi_SingletonBase<ZORBasUtlExcModelSingleton>::Finalize();
     omi_SingletonBase<ZORBas_SingletonRegistry>::Finalize();
