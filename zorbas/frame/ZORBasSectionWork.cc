@@ -8,6 +8,7 @@
 #include "zorbas/errors/ZORBasUtlException.h"
 #include "zorbas/frame/ZORBas_SingletonRegistry.h"
 #include "zorbas/frame/omi_AlertListener.h"
+#include "zorbas/text/rgx_Regex.h"
 
 void ZORBasUtils_startWork() {
     ZORBasUtlExceptionModel::setBehavior(new ZORBasUtlExcDefaultFactory);
@@ -31,3 +32,6 @@ void ZORBasOmni_startWork() {
 }
 
 void ZORBasOmni_endWork() { omi_SingletonBase<omi_AlertListener>::Finalize(); }
+
+// Dropping the cache frees every compiled pattern.
+void ZORBasRgx_endWork() { ZORBasAtiGlobalSingleton<rgx_ReCompileCache>::Finalize(); }
