@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "companions/coreutils/ZORBasException.h"
@@ -216,6 +218,26 @@ TEST(RgxMatch, UncachedPathPrintsItsTwoMessagesAndTheCachedOneNothing) {
     ASSERT_TRUE(it);
     it.Second();
     EXPECT_EQ(S(it.String()), "bb");
+}
+
+// The uncached path is the one for threads that match at the same time: each compiles its own
+// block and uses its own match workspace.
+TEST(RgxMatch, UncachedMatchesFromSeveralThreadsAgree) {
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong{0};
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([t, &wrong] {
+            for (int i = 0; i < 200; ++i) {
+                std::string subject = "rank " + std::to_string(t) + " cycle " + std::to_string(i);
+                rgx_ReIterator it = rgx_matchNC("rank (\\d+) cycle (\\d+)", subject.c_str());
+                it.Second();
+                if (!it || std::atoi(it.String().CStr()) != t ||
+                    std::atoi(it.NthString(2).CStr()) != i)
+                    ++wrong;
+            }
+        });
+    for (std::thread& th : threads) th.join();
+    EXPECT_EQ(wrong, 0);
 }
 
 // ---- split and join ----
