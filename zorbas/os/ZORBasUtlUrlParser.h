@@ -12,6 +12,8 @@ class ZORBAS_API ZORBasUtlUrlParser {
     static bool IsUrl(const cow_String& url);
     static bool IsRFCUrl(const cow_String& url);
     static cow_String GetScheme(const cow_String& url);
+    // The scheme goes into the second pattern as it stands, so a "+" in it is a quantifier: "b+"
+    // misses "b+:", and "+x" repeats nothing and throws ZORBasPatternException.
     static bool IsScheme(const cow_String& url, const cow_String& scheme);
     static bool HasUser(const cow_String& url);
     static cow_String GetUser(const cow_String& url);

@@ -11,6 +11,8 @@
 #include "companions/coreutils/ZORBasException.h"
 #include "companions/framework/PLXFatalError.h"
 
+// The map's instantiation stays inside the library (its holder type is not exported), so the
+// header's inline code never reaches into it.
 template class cow_MapNode<cow_String, rgx_CompiledHld>;
 template class cow_Map<cow_String, rgx_CompiledHld>;
 template class cow_ConstMapIterator<cow_String, rgx_CompiledHld>;
@@ -131,6 +133,8 @@ void rgx_ReCompileCache::Insert(const cow_String& pattern, void* compiled) {
     }
     map.Insert(Key(pattern), held);
 }
+
+bool rgx_ReCompileCache::IsFull() const { return map.Size() == capacity; }
 
 double rgx_ReCompileCache::PercentFull() const {
     return capacity == 0 ? 0.0 : static_cast<double>(map.Size()) / capacity;

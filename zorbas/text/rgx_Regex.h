@@ -52,7 +52,7 @@ class ZORBAS_API rgx_ReCompileCache : public mem_AllocationOperators {
     // is valid until the next Get.
     void* Get(const cow_String& pattern);
     void Insert(const cow_String& pattern, void* compiled);
-    bool IsFull() const { return map.Size() == capacity; }
+    bool IsFull() const;
     // Size over capacity as a fraction in [0, 1] (0.0 for capacity 0), not a percentage.
     double PercentFull() const;
     ~rgx_ReCompileCache() = default;
@@ -123,7 +123,4 @@ ZORBAS_API cow_String rgx_join(const cow_List<cow_String>& pieces, const cow_Str
 ZORBAS_API cow_String rgx_subn(const cow_String& pattern, const cow_String& replacement,
                                const cow_String& subject, int count);
 
-extern template class cow_MapNode<cow_String, rgx_CompiledHld>;
-extern template class cow_Map<cow_String, rgx_CompiledHld>;
-extern template class cow_ConstMapIterator<cow_String, rgx_CompiledHld>;
 extern template class ZORBasAtiGlobalSingleton<rgx_ReCompileCache>;
