@@ -97,7 +97,9 @@ void ExpandDollar(cow_String& s, const cow_List<cow_String>& visited,
     }
 }
 
+// Most paths hold no reference; they pay for no visited list.
 void Expand(cow_String& s, const ZORBasUtlPathFlavour& f) {
+    if (s.Find("%") < 0 && s.Find("$") < 0) return;
     cow_List<cow_String> visited;
     ExpandPercent(s, visited, f);
     ExpandDollar(s, visited, f);

@@ -25,6 +25,7 @@ cow_String Group(const cow_String& pattern, const cow_String& text, int n) {
 }  // namespace
 
 bool ZORBasUtlUrlParser::IsRFCUrl(const cow_String& url) {
+    if (url.Find(":") < 0) return false;  // the pattern needs a colon: spare most paths a match
     return Matches(ZORBAS_URL_PATTERN("([a-zA-Z\\+\\.-]+):"), url);
 }
 

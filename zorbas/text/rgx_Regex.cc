@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/lsan_interface.h>
@@ -255,6 +256,35 @@ cow_String Expand(const cow_String& replacement, const rgx_ReIterator& first) {
     return expanded;
 }
 
+// The substitution's result as it grows, on the tracked heap; doubling keeps the appends linear
+// and the one cow_String is made at the end.
+class TextBuffer {
+  public:
+    explicit TextBuffer(size_t reserve) { Grow(reserve + 1); }
+    ~TextBuffer() { mem_Free(data); }
+    TextBuffer(const TextBuffer&) = delete;
+    TextBuffer& operator=(const TextBuffer&) = delete;
+    void Append(const char* s, int n) {
+        const auto count = static_cast<size_t>(n);
+        if (size + count + 1 > capacity) Grow(2 * (size + count + 1));
+        std::memcpy(data + size, s, count);
+        size += count;
+    }
+    void Append(const cow_String& s) { Append(s.CStr(), s.Length()); }
+    cow_String Text() const { return cow_String(data, static_cast<int>(size)); }
+
+  private:
+    void Grow(size_t room) {
+        auto* grown = static_cast<char*>(mem_Realloc(data, room));
+        if (!grown) throw std::bad_alloc();
+        data = grown;
+        capacity = room;
+    }
+    char* data = nullptr;
+    size_t size = 0;
+    size_t capacity = 0;
+};
+
 }  // namespace
 
 cow_String rgx_subn(const cow_String& pattern, const cow_String& replacement,
@@ -265,22 +295,23 @@ cow_String rgx_subn(const cow_String& pattern, const cow_String& replacement,
     if (!first || count < 1) return subject;
     const cow_String expanded = Expand(replacement, first);
 
-    // `rest` is base[at, total): the tail, matched in place up to its first NUL.
+    // `rest` is base[at, total): the tail, matched in place. A tail cut from the subject ends at
+    // the subject's first NUL, as every string cut from a cow_String does.
     const char* base = subject.CStr();
-    const int total = subject.Length();
+    const int total = static_cast<int>(std::strlen(base));
     int at = 0;
     int vector[kVectorSize] = {first.Start(), first.End()};
-    cow_String result(total + expanded.Length(), PreSize);
+    TextBuffer result(static_cast<size_t>(total + expanded.Length()));
     int substitutions = 0;
     for (;;) {
         int s = vector[0], e = vector[1];
         const bool restEmpty = at == total;
         if (s > 0 && !restEmpty) {
-            result.append(base + at, s, 0, s);
+            result.Append(base + at, s);
             result.Append(expanded);
         } else if (s == 0 && e == 0 && !restEmpty) {
             result.Append(expanded);
-            result.append(base + at, 1, 0, 1);
+            result.Append(base + at, 1);
             e = 1;
         } else {
             result.Append(expanded);
@@ -288,9 +319,8 @@ cow_String rgx_subn(const cow_String& pattern, const cow_String& replacement,
         if (restEmpty) break;
         at += e;
         if (++substitutions >= count) break;
-        int tailLength = static_cast<int>(strnlen(base + at, static_cast<size_t>(total - at)));
-        if (!rgx_Facade::Exec(code, base + at, tailLength, vector, false)) break;
+        if (!rgx_Facade::Exec(code, base + at, total - at, vector, false)) break;
     }
-    result.append(base + at, total - at, 0, total - at);
-    return result;
+    result.Append(base + at, total - at);
+    return result.Text();
 }
