@@ -42,31 +42,38 @@ pcre2_compile_context* Compile() {
 // The calling thread's match workspace, grown to the largest vector asked for and never shrunk.
 // A match asked for with a smaller vector still runs with all the pairs, and is answered with 0
 // when the pairs it set do not fit the caller's vector, as a vector of the caller's size would.
-class Workspace {
-  public:
-    ~Workspace() {
-        if (data) pcre2_match_data_free(data);
-    }
-    pcre2_match_data* For(int pairs) {
-        if (pairs < kMinPairs) pairs = kMinPairs;
-        if (pairs > capacity) {
-            pcre2_match_data* grown =
-                pcre2_match_data_create(static_cast<uint32_t>(pairs), General());
-            if (!grown) throw std::bad_alloc();
-            if (data) pcre2_match_data_free(data);
-            data = grown;
-            capacity = pairs;
-        }
-        return data;
-    }
-
-  private:
-    static constexpr int kMinPairs = 16;
-    pcre2_match_data* data = nullptr;
-    int capacity = 0;
+// The workspace itself is a plain pair in static TLS (one load per match); its owner, which frees
+// it when the thread ends, is reached only when the workspace grows.
+struct Workspace {
+    pcre2_match_data* data;
+    int capacity;
 };
+__attribute__((tls_model("initial-exec"))) thread_local Workspace t_workspace{nullptr, 0};
 
-thread_local Workspace t_workspace;
+struct WorkspaceOwner {
+    bool armed = false;
+    ~WorkspaceOwner() {
+        if (t_workspace.data) pcre2_match_data_free(t_workspace.data);
+        t_workspace = {nullptr, 0};
+    }
+};
+thread_local WorkspaceOwner t_owner;
+
+pcre2_match_data* Grow(int pairs) {
+    pcre2_match_data* grown = pcre2_match_data_create(static_cast<uint32_t>(pairs), General());
+    if (!grown) throw std::bad_alloc();
+    t_owner.armed = true;
+    if (t_workspace.data) pcre2_match_data_free(t_workspace.data);
+    t_workspace = {grown, pairs};
+    return grown;
+}
+
+pcre2_match_data* WorkspaceFor(int pairs) {
+    constexpr int kMinPairs = 16;
+    if (pairs < kMinPairs) pairs = kMinPairs;
+    return pairs <= t_workspace.capacity ? t_workspace.data : Grow(pairs);
+}
+
 thread_local char t_message[256];
 
 const char* Message(int error) {
@@ -105,7 +112,7 @@ int rgx_pcre_exec(const rgx_pcre* code, const rgx_pcre_extra*, const char* subje
         return PCRE2_ERROR_NULL;
     if (length < 0 || ovecsize < 0) return PCRE2_ERROR_BADOPTION;
     const int pairs = ovecsize / 2;
-    pcre2_match_data* data = t_workspace.For(pairs);
+    pcre2_match_data* data = WorkspaceFor(pairs);
     const auto text = reinterpret_cast<PCRE2_SPTR>(subject);
     const auto size = static_cast<PCRE2_SIZE>(length);
     const auto opts = static_cast<uint32_t>(options);
