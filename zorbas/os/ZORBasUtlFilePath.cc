@@ -36,6 +36,27 @@ void Assert(bool ok, const char* text, int line) {
     if (!ok) zorbas_wassert(text, kFile, line);
 }
 
+using Expander = void (*)(cow_String&, const cow_List<cow_String>&, const ZORBasUtlPathFlavour&);
+
+// Replaces s[start, end), a reference to `var`, by the variable's value, after expanding the
+// references of the same kind (`sign`) in the value with `var` added to the visited list. A
+// visited or unset variable stays literal. Answers where the search goes on.
+int Resolve(cow_String& s, int start, int end, const cow_String& var,
+            const cow_List<cow_String>& visited, const ZORBasUtlPathFlavour& f, const char* sign,
+            Expander expand) {
+    if (visited.IsMember(var)) return end;
+    const char* v = f.env(var.CStr());
+    if (!v) return end;
+    cow_String value(v);
+    if (value.Find(sign) >= 0) {
+        cow_List<cow_String> deeper = visited;
+        deeper.Append(var);
+        expand(value, deeper, f);
+    }
+    s.Replace(start, end - start, value);
+    return start + value.Length();
+}
+
 // Expands %NAME% references in `s`; names in `visited` stay literal, which ends reference loops.
 void ExpandPercent(cow_String& s, const cow_List<cow_String>& visited,
                    const ZORBasUtlPathFlavour& f) {
@@ -45,19 +66,8 @@ void ExpandPercent(cow_String& s, const cow_List<cow_String>& visited,
         if (open < 0) return;
         int close = s.Find("%", open + 1);
         if (close < 0) return;
-        cow_String var = s.Substr(open + 1, close);
-        from = close + 1;
-        if (visited.IsMember(var)) continue;
-        const char* v = f.env(var.CStr());
-        if (!v) continue;
-        cow_String value(v);
-        if (value.Find("%") >= 0) {
-            cow_List<cow_String> deeper = visited;
-            deeper.Append(var);
-            ExpandPercent(value, deeper, f);
-        }
-        s.Replace(open, close - open + 1, value);
-        from = open + value.Length();
+        from =
+            Resolve(s, open, close + 1, s.Substr(open + 1, close), visited, f, "%", ExpandPercent);
     }
 }
 
@@ -81,19 +91,7 @@ void ExpandDollar(cow_String& s, const cow_List<cow_String>& visited,
             if (c >= 0x80 || !(std::isalnum(c) || c == '_')) break;
             ++end;
         }
-        cow_String var = s.Substr(d + 1, end);
-        from = end;
-        if (visited.IsMember(var)) continue;
-        const char* v = f.env(var.CStr());
-        if (!v) continue;
-        cow_String value(v);
-        if (value.Find("$") >= 0) {
-            cow_List<cow_String> deeper = visited;
-            deeper.Append(var);
-            ExpandDollar(value, deeper, f);
-        }
-        s.Replace(d, end - d, value);
-        from = d + value.Length();
+        from = Resolve(s, d, end, s.Substr(d + 1, end), visited, f, "$", ExpandDollar);
     }
 }
 
