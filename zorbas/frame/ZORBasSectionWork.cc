@@ -11,6 +11,7 @@
 #include "zorbas/machine/ZORBasUtlVersion.h"
 #include "zorbas/os/ZORBasFilStracePhase.h"
 #include "zorbas/os/ZORBasOmniProcessInfo.h"
+#include "zorbas/text/rgx_Regex.h"
 
 void ZORBasUtils_startWork() {
     ZORBasUtlExceptionModel::setBehavior(new ZORBasUtlExcDefaultFactory);
@@ -43,3 +44,5 @@ void ZORBasOmni_startWork() {
 void ZORBasOmni_endWork() { omi_SingletonBase<omi_AlertListener>::Finalize(); }
 
 void ZORBasFil_endWork() { ZORBasAtiGlobalSingleton<ZORBasFilStracePhase::Impl>::Finalize(); }
+// Dropping the cache frees every compiled pattern.
+void ZORBasRgx_endWork() { ZORBasAtiGlobalSingleton<rgx_ReCompileCache>::Finalize(); }

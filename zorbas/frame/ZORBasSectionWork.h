@@ -7,3 +7,4 @@ void ZORBasUtils_endWork();
 void ZORBasOmni_startWork();
 void ZORBasOmni_endWork();
 void ZORBasFil_endWork();
+void ZORBasRgx_endWork();

@@ -53,7 +53,7 @@ void ZORBasUtils_finalize(int& use) { s_utils.End(use, ZORBasUtils_endWork); }
 void ZORBasSrm_initialize(int& use) { s_srm.Start(use, nullptr); }
 void ZORBasSrm_finalize(int& use) { s_srm.End(use, nullptr); }
 void ZORBasRgx_initialize(int& use) { s_rgx.Start(use, nullptr); }
-void ZORBasRgx_finalize(int& use) { s_rgx.End(use, nullptr); }
+void ZORBasRgx_finalize(int& use) { s_rgx.End(use, ZORBasRgx_endWork); }
 void ZORBasPlt_initialize(int& use) { s_plt.Start(use, nullptr); }
 void ZORBasPlt_finalize(int& use) { s_plt.End(use, nullptr); }
 void ZORBasOmni_initialize(int& use) { s_omni.Start(use, ZORBasOmni_startWork); }
