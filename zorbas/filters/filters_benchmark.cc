@@ -1,6 +1,9 @@
 // Throughput of the filters over 10^7 samples against the speed limit of a recursive filter: the
-// same recursion written as the plainest loop over a double array, one loop per stage and pass.
-// A stage is a chain of dependent multiply-adds, so that loop is bound by latency, not memory.
+// same recursion written as the plainest loop over a double array. Two forms of it: one loop per
+// stage and pass ("PlainLoop"), and all the stages of a pass fused in one loop ("FusedLoop"),
+// which overlaps the stages' independent recursion chains as the library's cascade does; the
+// fused loop is the anchor that sets the limit. A stage is a chain of dependent multiply-adds,
+// so each loop is bound by latency, not memory.
 //
 // Run, then time scipy on the same signal in the same session:
 //   build/release/bench/filters_benchmark --benchmark_repetitions=3
@@ -91,6 +94,47 @@ void PlainBackward(double* x, long n, const Section& c) {
     }
 }
 
+// The same stages fused in one pass: stage k reads stage k-1's output of the same sample, so the
+// chains of the two stages run side by side. Each stage is started from its own first input as
+// PlainForward starts it.
+void FusedForward(double* x, long n, const Section& c, const Section& d) {
+    double x1 = x[0], x2 = x1, y1 = x1, y2 = x1;
+    const double start = c.b0 * x1 + c.b1 * x1 + c.b2 * x1 - c.a1 * x1 - c.a2 * x1;
+    double u1 = start, u2 = start, z1 = start, z2 = start;
+    for (long i = 0; i < n; ++i) {
+        const double y = c.b0 * x[i] + c.b1 * x1 + c.b2 * x2 - c.a1 * y1 - c.a2 * y2;
+        x2 = x1;
+        x1 = x[i];
+        y2 = y1;
+        y1 = y;
+        const double z = d.b0 * y + d.b1 * u1 + d.b2 * u2 - d.a1 * z1 - d.a2 * z2;
+        u2 = u1;
+        u1 = y;
+        z2 = z1;
+        z1 = z;
+        x[i] = z;
+    }
+}
+
+void FusedBackward(double* x, long n, const Section& c, const Section& d) {
+    double x1 = x[n - 1], x2 = x1, y1 = x1, y2 = x1;
+    const double start = c.b0 * x1 + c.b1 * x1 + c.b2 * x1 - c.a1 * x1 - c.a2 * x1;
+    double u1 = start, u2 = start, z1 = start, z2 = start;
+    for (long i = n - 1; i >= 0; --i) {
+        const double y = c.b0 * x[i] + c.b1 * x1 + c.b2 * x2 - c.a1 * y1 - c.a2 * y2;
+        x2 = x1;
+        x1 = x[i];
+        y2 = y1;
+        y1 = y;
+        const double z = d.b0 * y + d.b1 * u1 + d.b2 * u2 - d.a1 * z1 - d.a2 * z2;
+        u2 = u1;
+        u1 = y;
+        z2 = z1;
+        z1 = z;
+        x[i] = z;
+    }
+}
+
 // Times `filter(data, count, backward)` over a fresh copy of the signal in each iteration (the
 // copy is not timed); `stages` is the number of stages of one pass.
 template <class T, class Filter>
@@ -141,6 +185,14 @@ void BM_Butterworth4_PlainLoop(benchmark::State& state) {
     });
 }
 
+void BM_Butterworth4_FusedLoop(benchmark::State& state) {
+    const std::vector<Section> sections = Butterworth4();
+    Measure<double>(state, 2, [&](double* x, int n, bool backward) {
+        FusedForward(x, n, sections[0], sections[1]);
+        if (backward) FusedBackward(x, n, sections[0], sections[1]);
+    });
+}
+
 void BM_Sae_Library(benchmark::State& state) {
     std::vector<float> times = Times();
     Measure<float>(state, 1, [&](float* v, int n, bool backward) {
@@ -167,6 +219,7 @@ void BM_Sae_PlainLoop(benchmark::State& state) {
     BENCHMARK(fn)->ArgName("backward")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)
 ZORBAS_FILTER_BENCHMARK(BM_Butterworth4_Library);
 ZORBAS_FILTER_BENCHMARK(BM_Butterworth4_PlainLoop);
+ZORBAS_FILTER_BENCHMARK(BM_Butterworth4_FusedLoop);
 ZORBAS_FILTER_BENCHMARK(BM_Butterworth4_StageByStage);
 ZORBAS_FILTER_BENCHMARK(BM_Sae_Library);
 ZORBAS_FILTER_BENCHMARK(BM_Sae_PlainLoop);
