@@ -93,8 +93,7 @@ __attribute__((target("avx2"))) inline __m256i Count4(__m256i w) {
                                                   1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4);
     const __m256i low = _mm256_set1_epi8(0x0F);
     __m256i lo = _mm256_shuffle_epi8(nibbleCounts, _mm256_and_si256(w, low));
-    __m256i hi =
-        _mm256_shuffle_epi8(nibbleCounts, _mm256_and_si256(_mm256_srli_epi16(w, 4), low));
+    __m256i hi = _mm256_shuffle_epi8(nibbleCounts, _mm256_and_si256(_mm256_srli_epi16(w, 4), low));
     return _mm256_sad_epu8(_mm256_add_epi8(lo, hi), _mm256_setzero_si256());
 }
 
