@@ -1,6 +1,9 @@
 // Throughput of the filters over 10^7 samples against the speed limit of a recursive filter: the
-// same recursion written as the plainest loop over a double array, one loop per stage and pass.
-// A stage is a chain of dependent multiply-adds, so that loop is bound by latency, not memory.
+// same recursion written as the plainest loop over a double array. Two forms of it: one loop per
+// stage and pass ("PlainLoop"), and all the stages of a pass fused in one loop ("FusedLoop"),
+// which overlaps the stages' independent recursion chains as the library's cascade does; the
+// fused loop is the anchor that sets the limit. A stage is a chain of dependent multiply-adds,
+// so each loop is bound by latency, not memory.
 //
 // Run, then time scipy on the same signal in the same session:
 //   build/release/bench/filters_benchmark --benchmark_repetitions=3
@@ -66,29 +69,39 @@ std::vector<Section> Butterworth4() {
     return out;
 }
 
-// The speed limit: one stage as a plain loop over doubles, from the start or from the end.
-void PlainForward(double* x, long n, const Section& c) {
-    double x1 = x[0], x2 = x1, y1 = x1, y2 = x1;
-    for (long i = 0; i < n; ++i) {
-        const double y = c.b0 * x[i] + c.b1 * x1 + c.b2 * x2 - c.a1 * y1 - c.a2 * y2;
+// One stage's recursion state; Step filters one sample.
+struct StageState {
+    double x1, x2, y1, y2;
+    double Step(const Section& c, double x) {
+        const double y = c.b0 * x + c.b1 * x1 + c.b2 * x2 - c.a1 * y1 - c.a2 * y2;
         x2 = x1;
-        x1 = x[i];
+        x1 = x;
         y2 = y1;
         y1 = y;
-        x[i] = y;
+        return y;
     }
+};
+
+// One stage as a plain loop over doubles, from the start or from the end.
+void PlainForward(double* x, long n, const Section& c) {
+    StageState s{x[0], x[0], x[0], x[0]};
+    for (long i = 0; i < n; ++i) x[i] = s.Step(c, x[i]);
 }
 
 void PlainBackward(double* x, long n, const Section& c) {
-    double x1 = x[n - 1], x2 = x1, y1 = x1, y2 = x1;
-    for (long i = n - 1; i >= 0; --i) {
-        const double y = c.b0 * x[i] + c.b1 * x1 + c.b2 * x2 - c.a1 * y1 - c.a2 * y2;
-        x2 = x1;
-        x1 = x[i];
-        y2 = y1;
-        y1 = y;
-        x[i] = y;
-    }
+    StageState s{x[n - 1], x[n - 1], x[n - 1], x[n - 1]};
+    for (long i = n - 1; i >= 0; --i) x[i] = s.Step(c, x[i]);
+}
+
+// The same two stages fused in one pass, forward or from the end: stage 2 reads stage 1's output
+// of the same sample, so the two recursion chains run side by side. Each stage is started from
+// its own first input, as PlainForward and PlainBackward start it.
+void FusedPass(double* x, long n, const Section& c, const Section& d, bool backward) {
+    const long first = backward ? n - 1 : 0, step = backward ? -1 : 1;
+    const double x0 = x[first];
+    const double y0 = (c.b0 + c.b1 + c.b2) * x0 - (c.a1 + c.a2) * x0;
+    StageState one{x0, x0, x0, x0}, two{y0, y0, y0, y0};
+    for (long k = 0, i = first; k < n; ++k, i += step) x[i] = two.Step(d, one.Step(c, x[i]));
 }
 
 // Times `filter(data, count, backward)` over a fresh copy of the signal in each iteration (the
@@ -141,6 +154,14 @@ void BM_Butterworth4_PlainLoop(benchmark::State& state) {
     });
 }
 
+void BM_Butterworth4_FusedLoop(benchmark::State& state) {
+    const std::vector<Section> sections = Butterworth4();
+    Measure<double>(state, 2, [&](double* x, int n, bool backward) {
+        FusedPass(x, n, sections[0], sections[1], false);
+        if (backward) FusedPass(x, n, sections[0], sections[1], true);
+    });
+}
+
 void BM_Sae_Library(benchmark::State& state) {
     std::vector<float> times = Times();
     Measure<float>(state, 1, [&](float* v, int n, bool backward) {
@@ -167,6 +188,7 @@ void BM_Sae_PlainLoop(benchmark::State& state) {
     BENCHMARK(fn)->ArgName("backward")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)
 ZORBAS_FILTER_BENCHMARK(BM_Butterworth4_Library);
 ZORBAS_FILTER_BENCHMARK(BM_Butterworth4_PlainLoop);
+ZORBAS_FILTER_BENCHMARK(BM_Butterworth4_FusedLoop);
 ZORBAS_FILTER_BENCHMARK(BM_Butterworth4_StageByStage);
 ZORBAS_FILTER_BENCHMARK(BM_Sae_Library);
 ZORBAS_FILTER_BENCHMARK(BM_Sae_PlainLoop);

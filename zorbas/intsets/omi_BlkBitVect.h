@@ -1,8 +1,10 @@
 // A sparse set of unsigned 32-bit integers kept as a paged bit map: pages of 256 words (8,192
 // bits) made on first write, a page table of 128 entries (1,048,576 bits) growing by 128. An empty
 // page costs a null pointer and an empty word a word test. The count is kept exactly by the
-// single-bit operations; the bulk operators only mark it dirty and the next BitCount recounts,
-// which is also the only place where pages that became all zero are given back.
+// single-bit operations and by the bulk operators, whose page kernels count the bits they change
+// as they go; a bulk operator marks the vector dirty, and the next BitCount gives back the pages
+// that became all zero (the only place where that happens), which reads a page only up to its
+// first non-zero word.
 // omi_BlkBitVectTrav walks the set upward or downward over raw pointers into the page table.
 #pragma once
 
@@ -32,7 +34,7 @@ class ZORBAS_API omi_BlkBitVect : public omi_BlockedArray<unsigned> {
         const unsigned* word = GetCell(bit >> 5);
         return word && (*word >> (bit & 31)) & 1u;
     }
-    // Recounts first when a bulk operator ran since the last count.
+    // After a bulk operator, first gives back the pages that became all zero.
     unsigned BitCount() const {
         if (countDirty) Recount();
         return bitCount;
@@ -84,10 +86,11 @@ class ZORBAS_API omi_BlkBitVect : public omi_BlockedArray<unsigned> {
     virtual size_t Footprint() const;
 
   private:
-    // Counts every page and frees those that hold no bit; may run from const readers, so a
-    // dirty vector needs outside exclusion even for reading.
+    // Frees the pages that hold no bit (the count is already exact); may run from const
+    // readers, so a dirty vector needs outside exclusion even for reading.
     void Recount() const;
-    void MergeIn(const omi_BlkBitVect& other, void (*kernel)(unsigned*, const unsigned*));
+    using PageKernel = unsigned (*)(unsigned* own, const unsigned* other);
+    void MergeIn(const omi_BlkBitVect& other, PageKernel kernel);
 
     mutable unsigned bitCount;
     mutable bool countDirty;
@@ -142,6 +145,42 @@ class ZORBAS_API omi_BlkBitVectTrav : public mem_AllocationOperatorsTiny {
         }
         currentBit = top;
         return PrevPage(bit);
+    }
+    // The same as `while (Next(bit)) if (!visit(bit)) return true; return false;` with the
+    // traversal left in the same state, but the step within a page runs on locals and writes the
+    // fields back only when it leaves the page or stops: `visit(unsigned bit) -> bool` (false
+    // stops the walk on that bit) must not use the traversal meanwhile.
+    template <class Visit>
+    bool Walk(Visit&& visit) {
+        unsigned bit = 0;
+        if (!currentWord) {
+            if (!NextPage(bit)) return false;
+            if (!visit(bit)) return true;
+        }
+        for (;;) {
+            const unsigned* w = currentWord;
+            const unsigned* const end = blockEnd;
+            unsigned base = currentBit & ~31u;
+            unsigned rest = *w & (0xFFFFFFFEu << (currentBit & 31u));
+            for (;;) {
+                while (rest) {
+                    const unsigned low = static_cast<unsigned>(__builtin_ctz(rest));
+                    rest &= rest - 1;
+                    if (!visit(base | low)) {
+                        currentWord = w;
+                        currentBit = base | low;
+                        bitMask = 1u << low;
+                        return true;
+                    }
+                }
+                base += 32;
+                if (++w == end) break;
+                rest = *w;
+            }
+            currentBit = base;
+            if (!NextPage(bit)) return false;
+            if (!visit(bit)) return true;
+        }
     }
     // Places the traversal on `bit` if set, else on the nearest set bit in the given direction.
     // A search that runs out of pages returns false and leaves `bit` as given, except a clear

@@ -58,6 +58,7 @@ struct Twin {
 
     void Check(const std::vector<unsigned>& probes) const {
         ASSERT_EQ(v.BitCount(), s.size());
+        CheckWalk(probes);
         std::vector<unsigned> up = WalkUp(v);
         ASSERT_TRUE(std::equal(up.begin(), up.end(), s.begin(), s.end()));
         std::vector<unsigned> down = WalkDown(v);
@@ -65,6 +66,51 @@ struct Twin {
         for (unsigned p : probes) ASSERT_EQ(v.GetBit(p), s.count(p) == 1) << p;
         for (unsigned p : s) ASSERT_TRUE(v.GetBit(p)) << p;
         CheckSetCurrent(probes);
+    }
+
+    // Walk gives what Next gives, and leaves the traversal where Next would: from First over
+    // everything, and from each probe's place to a stop a few bits on, after which Next and Prev
+    // go on from the stop.
+    void CheckWalk(const std::vector<unsigned>& probes) const {
+        omi_BlkBitVectTrav t(&v);
+        std::vector<unsigned> walked;
+        unsigned b = 0;
+        if (t.First(b)) {
+            walked.push_back(b);
+            EXPECT_FALSE(t.Walk([&](unsigned bit) {
+                walked.push_back(bit);
+                return true;
+            }));
+            EXPECT_FALSE(t.More());
+        }
+        ASSERT_TRUE(std::equal(walked.begin(), walked.end(), s.begin(), s.end()));
+        for (unsigned p : probes) {
+            unsigned at = p;
+            if (!t.SetCurrent(at, true)) continue;
+            auto it = s.find(at);
+            ASSERT_NE(it, s.end());
+            const unsigned steps = p % 5;
+            unsigned seen = 0, last = at;
+            const bool stopped = t.Walk([&](unsigned bit) {
+                last = bit;
+                return ++seen <= steps;
+            });
+            ASSERT_EQ(stopped, static_cast<size_t>(std::distance(it, s.end())) > steps + 1) << p;
+            if (!stopped) continue;
+            const auto stop = std::next(it, steps + 1);
+            ASSERT_EQ(last, *stop);
+            unsigned cur = 0;
+            ASSERT_TRUE(t.Current(cur));
+            ASSERT_EQ(cur, *stop);
+            omi_BlkBitVectTrav back(t);
+            unsigned n = 0;
+            ASSERT_EQ(t.Next(n), std::next(stop) != s.end());
+            if (std::next(stop) != s.end()) {
+                ASSERT_EQ(n, *std::next(stop));
+            }
+            ASSERT_TRUE(back.Prev(n));
+            ASSERT_EQ(n, *std::prev(stop));
+        }
     }
 
     void CheckSetCurrent(const std::vector<unsigned>& probes) const {
@@ -379,6 +425,63 @@ TEST(omi_BlkBitVect, TheCountAfterABulkOperatorFreesEveryEmptyPage) {
     EXPECT_EQ(mem_Footprint(), before - 2 * 1024);
     EXPECT_TRUE(a == only5);
     EXPECT_EQ(a.Compare(only5), 0);
+}
+
+// The bulk operators keep the count as they go: chains of them, with single-bit edits between,
+// count right at the end, and that count gives back exactly the pages left without a bit,
+// whether an operator or UnsetBit emptied them.
+TEST(omi_BlkBitVect, TheCountAfterChainedBulkOperatorsIsExactAndFreesEmptiedPages) {
+    std::mt19937 rng(11);
+    for (int round = 0; round < 40; ++round) {
+        Twin a, b;
+        for (int i = 0; i < 3000; ++i) {
+            // Pages 0..11 crowded (page 3 dense), a few bits far up in a longer table.
+            unsigned bit =
+                rng() % 5 == 0 ? 3 * kPageBits + rng() % kPageBits : rng() % (12 * kPageBits);
+            (rng() % 2 ? a : b).Set(bit);
+        }
+        if (round % 3 == 0) b.Set(150 * kPageBits + rng() % kPageBits);
+        if (round % 5 == 0) a.SetFromTo(5 * kPageBits, 7 * kPageBits - 1);
+        for (int op = 0; op < 4; ++op) {
+            std::set<unsigned> r;
+            switch (rng() % 4) {
+                case 0:
+                    a.v &= b.v;
+                    std::set_intersection(a.s.begin(), a.s.end(), b.s.begin(), b.s.end(),
+                                          std::inserter(r, r.end()));
+                    break;
+                case 1:
+                    a.v |= b.v;
+                    std::set_union(a.s.begin(), a.s.end(), b.s.begin(), b.s.end(),
+                                   std::inserter(r, r.end()));
+                    break;
+                case 2:
+                    a.v -= b.v;
+                    std::set_difference(a.s.begin(), a.s.end(), b.s.begin(), b.s.end(),
+                                        std::inserter(r, r.end()));
+                    break;
+                default:
+                    a.v ^= b.v;
+                    std::set_symmetric_difference(a.s.begin(), a.s.end(), b.s.begin(), b.s.end(),
+                                                  std::inserter(r, r.end()));
+            }
+            a.s = r;
+            // Single-bit edits while the vector is dirty; one empties a whole page of a.
+            const unsigned page = rng() % 12;
+            for (auto it = a.s.lower_bound(page * kPageBits);
+                 it != a.s.end() && *it < (page + 1) * kPageBits;) {
+                a.v.UnsetBit(*it);
+                it = a.s.erase(it);
+            }
+            a.Set(rng() % (12 * kPageBits));
+        }
+        ASSERT_EQ(a.v.BitCount(), a.s.size()) << "round " << round;
+        std::set<unsigned> pages;
+        for (unsigned bit : a.s) pages.insert(bit / kPageBits);
+        for (unsigned p = 0; p < a.v.BlockCount(); ++p)
+            ASSERT_EQ(a.v.Blocks()[p] != nullptr, pages.count(p) == 1) << "page " << p;
+        a.Check({0, kPageBits, 3 * kPageBits + 7});
+    }
 }
 
 TEST(omi_BlkBitVect, CompareOrdersByCountThenPagesThenWords) {

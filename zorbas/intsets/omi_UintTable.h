@@ -249,6 +249,13 @@ class ZORBAS_API omi_UintTableIterator {
         ZORBAS_ASSERT(currentIndex != -2, "ZORBase/ProtectedInterfaces/omi_UintTable", __LINE__);
         return done;
     }
+    // From the current entry on, calls `visit(unsigned key, const T& value) -> bool` for each
+    // entry in the walk's order until it returns false; the iterator is then left on that entry,
+    // or finished. The same as a loop of CurrentKey, CurrentValue and Next, but within a block
+    // the key-order walk steps on locals and writes its fields back only at the end of a page of
+    // the block's bit vector or where it stops; `visit` must not use the iterator meanwhile.
+    template <class Visit>
+    void Walk(Visit&& visit);
     // Step to the next (previous) block that exists and place the walk on its first (last) key.
     bool NextBlock();
     bool PreviousBlock();
@@ -375,6 +382,32 @@ omi_UintTableIterator<T, Allocator>::~omi_UintTableIterator() {
     if (sorted) {
         for (int i = 0; i < count; ++i) delete sorted[i];
         Allocator::deallocate(sorted);
+    }
+}
+
+template <class T, class Allocator>
+template <class Visit>
+void omi_UintTableIterator<T, Allocator>::Walk(Visit&& visit) {
+    ZORBAS_ASSERT(currentIndex > -2, "ZORBase/ProtectedInterfaces/omi_UintTable", __LINE__);
+    if (compare) {
+        for (; !done; Next()) {
+            if (!visit(sorted[currentIndex]->key, *sorted[currentIndex]->value)) return;
+        }
+        return;
+    }
+    const unsigned shift = table->pageShift;
+    while (!done) {
+        const Block* const b = block;
+        const unsigned base = blockBaseKey;
+        if (!visit(base + blockOffset, b->CellOf(blockOffset, shift))) return;
+        const bool stopped = bitTraversal->Walk(
+            [&](unsigned offset) { return visit(base + offset, b->CellOf(offset, shift)); });
+        if (stopped) {
+            bitTraversal->Current(blockOffset);
+            return;
+        }
+        blockOffset = 0;  // what a Next that runs off the block's bits leaves
+        done = !NextBlock();
     }
 }
 

@@ -62,6 +62,25 @@ const KeySet& Scattered() {
     return set;
 }
 
+// Scattered keys in blocks of 10^4 at n = 10^5, 10^6 and 10^7 keys (the 10^7 set is Scattered()).
+const KeySet& ScatteredOf(size_t n) {
+    static std::map<size_t, KeySet> sets;
+    if (n == kKeys) return Scattered();
+    auto [it, fresh] = sets.try_emplace(n);
+    if (fresh) {
+        KeySet& s = it->second;
+        std::mt19937 rng(static_cast<unsigned>(n));
+        while (s.insertOrder.size() < n) {
+            uint32_t base = rng() % (0xFFFFFFFFu - 10'000);
+            for (uint32_t i = 0; i < 10'000; ++i) s.insertOrder.push_back(base + i);
+        }
+        s.range = 0;
+        s.lookupOrder = s.insertOrder;
+        std::shuffle(s.lookupOrder.begin(), s.lookupOrder.end(), rng);
+    }
+    return it->second;
+}
+
 const KeySet& Keys(const benchmark::State& state) {
     return state.range(0) == 0 ? Dense() : Scattered();
 }
@@ -89,6 +108,20 @@ struct Ours {
         int64_t sum = 0;
         omi_UintTableIterator<int, ZORBasOmiDefaultAllocator> it(table);
         for (it.First(); !it.IsDone(); it.Next()) sum += it.CurrentKey() + it.CurrentValue();
+        return sum;
+    }
+};
+
+// The same table walked through the iterator's Walk, which steps within a page on locals.
+struct OursWalk : Ours {
+    int64_t Walk() const {
+        int64_t sum = 0;
+        omi_UintTableIterator<int, ZORBasOmiDefaultAllocator> it(table);
+        it.First();
+        it.Walk([&](unsigned key, const int& value) {
+            sum += key + value;
+            return true;
+        });
         return sum;
     }
 };
@@ -157,6 +190,23 @@ void BM_Lookup(benchmark::State& state) {
     state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(keys.lookupOrder.size()));
 }
 
+// Shuffled lookups of scattered keys; the argument is the number of keys.
+template <class C>
+void BM_LookupScattered(benchmark::State& state) {
+    const KeySet& keys = ScatteredOf(static_cast<size_t>(state.range(0)));
+    C c;
+    for (uint32_t k : keys.insertOrder) c.Insert(k, static_cast<int>(k));
+    const int64_t runs = kKeys / keys.lookupOrder.size();
+    for (auto _ : state) {
+        int64_t sum = 0;
+        for (int64_t r = 0; r < runs; ++r) {
+            for (uint32_t k : keys.lookupOrder) sum += c.Find(k);
+        }
+        benchmark::DoNotOptimize(sum);
+    }
+    state.SetItemsProcessed(int64_t(state.iterations()) * runs * int64_t(keys.lookupOrder.size()));
+}
+
 template <class C>
 void BM_Walk(benchmark::State& state) {
     const KeySet& keys = Keys(state);
@@ -178,7 +228,14 @@ BENCHMARK_TEMPLATE(BM_Lookup, Ours) ZORBAS_LOOKUPS;
 BENCHMARK_TEMPLATE(BM_Lookup, JudyL) ZORBAS_LOOKUPS;
 BENCHMARK_TEMPLATE(BM_Lookup, Std<Absl>) ZORBAS_LOOKUPS;
 BENCHMARK_TEMPLATE(BM_Lookup, Std<Unordered>) ZORBAS_LOOKUPS;
+// Each run makes 10^7 lookups: the smaller sets are looked up 10 or 100 times over.
+#define ZORBAS_SCATTERED \
+    ->Arg(100'000)->Arg(1'000'000)->Arg(10'000'000)->Unit(benchmark::kMillisecond)->Iterations(3)
+BENCHMARK_TEMPLATE(BM_LookupScattered, Ours) ZORBAS_SCATTERED;
+BENCHMARK_TEMPLATE(BM_LookupScattered, Std<Absl>) ZORBAS_SCATTERED;
+BENCHMARK_TEMPLATE(BM_LookupScattered, JudyL) ZORBAS_SCATTERED;
 BENCHMARK_TEMPLATE(BM_Walk, Ours) ZORBAS_KEYS;
+BENCHMARK_TEMPLATE(BM_Walk, OursWalk) ZORBAS_KEYS;
 BENCHMARK_TEMPLATE(BM_Walk, Std<Ordered>) ZORBAS_KEYS;
 
 }  // namespace

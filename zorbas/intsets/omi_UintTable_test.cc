@@ -66,6 +66,44 @@ void ExpectSameWalks(const Table& table, const std::map<Key, int>& model) {
     EXPECT_EQ(it, model.end());
 }
 
+// Walk against the model: from First over everything, then stopping at every 997th entry and
+// going on with Next from there, which must continue exactly after the stop.
+void ExpectSameWalkVisits(const UTable& table, const std::map<uint32_t, int>& model) {
+    UIter it(table);
+    it.First();
+    std::vector<std::pair<const uint32_t, int>> seen;
+    it.Walk([&](unsigned key, const int& value) {
+        seen.emplace_back(key, value);
+        return true;
+    });
+    EXPECT_TRUE(it.IsDone());
+    ASSERT_TRUE(std::equal(seen.begin(), seen.end(), model.begin(), model.end()));
+
+    UIter stepped(table);
+    stepped.First();
+    auto expected = model.begin();
+    size_t visits = 0;
+    while (!stepped.IsDone()) {
+        stepped.Walk([&](unsigned key, const int& value) {
+            if (expected == model.end()) {
+                ADD_FAILURE() << "visited past the model's end: " << key;
+                return false;
+            }
+            EXPECT_EQ(key, expected->first);
+            EXPECT_EQ(value, expected->second);
+            ++expected;
+            return ++visits % 997 != 0;
+        });
+        if (stepped.IsDone()) break;
+        ASSERT_EQ(stepped.CurrentKey(), std::prev(expected)->first);
+        stepped.Next();
+        if (!stepped.IsDone()) {
+            ASSERT_EQ(stepped.CurrentKey(), expected->first);
+        }
+    }
+    EXPECT_EQ(visits, model.size());
+}
+
 void ExpectSameBackwardWalk(const UTable& table, const std::map<uint32_t, int>& model) {
     UIter backward(table);
     auto it = model.rbegin();
@@ -134,6 +172,7 @@ TEST(omi_UintTable, DifferentialAgainstStdMap) {
             }
         }
         ExpectSameWalks<UTable, UIter>(table, model);
+        ExpectSameWalkVisits(table, model);
         ExpectSameBackwardWalk(table, model);
 
         UTable* copy = table.Copy();
@@ -306,6 +345,16 @@ TEST(omi_UintTable, SortedWalk) {
     std::vector<int> seen;
     for (late.First(); !late.IsDone(); late.Next()) seen.push_back(late.CurrentValue());
     EXPECT_EQ(seen, (std::vector<int>{2, 1}));
+    // Walk over a sorted walk goes in the comparator's order and stops where told.
+    seen.clear();
+    late.First();
+    late.Walk([&](unsigned, const int& value) {
+        seen.push_back(value);
+        return value != 1;
+    });
+    EXPECT_EQ(seen, (std::vector<int>{2, 1}));
+    EXPECT_FALSE(late.IsDone());
+    EXPECT_EQ(late.CurrentValue(), 1);
 }
 
 TEST(omi_UintTable, BulkConstructors) {

@@ -43,6 +43,9 @@ class ZORBAS_API omi_Octree : public mem_AllocationOperators {
     unsigned MinComponent() const { return m_minComponent; }
     const omi_OctVector& MinSize() const { return m_minSize; }
     void* ClientData() { return m_clientData; }
+    void* ClientData() const { return m_clientData; }
+    // The callback that gives an item's box.
+    GetBoxFn BoxSource() const { return m_getBox; }
     const omi_OctreeCell* Root() const { return m_root; }
 
     unsigned NextCellIndex() const { return m_nextCellIndex; }

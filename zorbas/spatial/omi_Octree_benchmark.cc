@@ -1,17 +1,21 @@
 // The octree against boost::geometry::index::rtree on the same element boxes, in the same run:
-// building from 10^6 boxes by incremental insertion, locating 10^6 points (FindCell against the
-// rtree's point query), and walking 10^4 segments with the line traversal. Bytes per item after
-// the build are reported as counters: the tracked heap's growth for the octree, a counting
-// allocator for the rtree.
+// building from 10^6 boxes (the octree by insertion; the rtree by incremental insertion and by
+// its bulk-loading packing constructor), finding the boxes that hold each of 10^6 points, and
+// walking 10^4 segments with the line traversal. Both sides of a point query answer the same
+// set of boxes and the benchmark sums their number: the octree's FindCell gives a leaf, whose
+// candidates are then tested for containment. Bytes per item after the build are reported as
+// counters: the tracked heap's growth for the octree, a counting allocator for the rtree.
 //
 // Meshes: "block", a 100^3 hex block refined towards one corner with jittered nodes; "shell", a
 // sphere of 1,000 x 1,000 quads of thickness 1e-3.
 #include <benchmark/benchmark.h>
 
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <memory>
 #include <random>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -21,6 +25,7 @@
 #include "bench/CountingAllocator.h"
 #include "companions/alloc/mem_Malloc.h"
 #include "zorbas/spatial/omi_Octree.h"
+#include "zorbas/spatial/omi_OctreeBoxQuery.h"
 #include "zorbas/spatial/omi_OctreeLineTrav.h"
 
 namespace {
@@ -192,7 +197,13 @@ void BM_Build_Octree(benchmark::State& state) {
     state.counters["bytes_per_item"] = static_cast<double>(bytes) / m.boxes.size();
 }
 
-void BM_Locate_Octree(benchmark::State& state) {
+bool Holds(const Box6& b, const Point3& p) {
+    return b[0] <= p[0] && p[0] <= b[3] && b[1] <= p[1] && p[1] <= b[4] && b[2] <= p[2] &&
+           p[2] <= b[5];
+}
+
+// The leaf alone, without the containment test: what FindCell costs by itself.
+void BM_FindCell_Octree(benchmark::State& state) {
     const Mesh& m = MeshOf(state);
     const omi_Octree& tree = SharedOctree(m);
     for (auto _ : state) {
@@ -202,6 +213,26 @@ void BM_Locate_Octree(benchmark::State& state) {
     }
     state.SetLabel(m.name);
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(m.points.size()));
+}
+
+// The boxes that hold the point, the way a client of FindCell finds them: each candidate of the
+// leaf through CellIndex, its box from the client's array.
+void BM_Locate_OctreeClient(benchmark::State& state) {
+    const Mesh& m = MeshOf(state);
+    const omi_Octree& tree = SharedOctree(m);
+    size_t hits = 0;
+    for (auto _ : state) {
+        hits = 0;
+        for (const Point3& p : m.points) {
+            const omi_OctreeLeaf* leaf = tree.FindCell(p.data());
+            for (unsigned i = 0, n = leaf->Count(); i < n; ++i)
+                hits += Holds(m.boxes[leaf->CellIndex(i)], p);
+        }
+        benchmark::DoNotOptimize(hits);
+    }
+    state.SetLabel(m.name);
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(m.points.size()));
+    state.counters["hits_per_point"] = static_cast<double>(hits) / m.points.size();
 }
 
 void BM_LineTrav_Octree(benchmark::State& state) {
@@ -223,6 +254,33 @@ void BM_LineTrav_Octree(benchmark::State& state) {
         static_cast<double>(leaves) / static_cast<double>(state.iterations() * m.lines.size());
 }
 
+// The same answer through omi_OctreeBoxQuery, which tests the leaf's compact copy of its
+// candidates' boxes. The copies are made by a first pass over all the points before the timed
+// runs (its time and the copies' bytes per item are reported as counters).
+void BM_Locate_OctreeQuery(benchmark::State& state) {
+    const Mesh& m = MeshOf(state);
+    const omi_Octree& tree = SharedOctree(m);
+    omi_OctreeBoxQuery query(tree);
+    std::vector<unsigned> found;
+    const size_t before = mem_Footprint();
+    const auto start = std::chrono::steady_clock::now();
+    for (const Point3& p : m.points) query.BoxesAt(p.data(), found);
+    const std::chrono::duration<double, std::milli> firstPass =
+        std::chrono::steady_clock::now() - start;
+    const size_t bytes = mem_Footprint() - before;
+    size_t hits = 0;
+    for (auto _ : state) {
+        hits = 0;
+        for (const Point3& p : m.points) hits += query.BoxesAt(p.data(), found);
+        benchmark::DoNotOptimize(hits);
+    }
+    state.SetLabel(m.name);
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(m.points.size()));
+    state.counters["hits_per_point"] = static_cast<double>(hits) / m.points.size();
+    state.counters["copy_bytes_per_item"] = static_cast<double>(bytes) / m.boxes.size();
+    state.counters["first_pass_ms"] = firstPass.count();
+}
+
 // ---------------------------------------------------------------------------------------------
 // The rtree anchor.
 
@@ -242,19 +300,34 @@ std::unique_ptr<Rtree<Params>> BuildRtree(const Mesh& m) {
     return tree;
 }
 
+// The packing constructor: the rtree's bulk load, its best build and best-shaped tree.
+template <class Params>
+std::unique_ptr<Rtree<Params>> PackRtree(const Mesh& m) {
+    std::vector<BgValue> values;
+    values.reserve(m.boxes.size());
+    for (unsigned i = 0; i < m.boxes.size(); ++i) values.emplace_back(ToBg(m.boxes[i]), i);
+    return std::make_unique<Rtree<Params>>(values.begin(), values.end());
+}
+
+// Argument 1 of the rtree rows: 0 incremental insertion, 1 the packing constructor.
+template <class Params>
+std::unique_ptr<Rtree<Params>> MakeRtree(const Mesh& m, bool packed) {
+    return packed ? PackRtree<Params>(m) : BuildRtree<Params>(m);
+}
+
 template <class Params>
 void BM_Build_Rtree(benchmark::State& state) {
     const Mesh& m = MeshOf(state);
     size_t bytes = 0;
     for (auto _ : state) {
         const size_t before = bench_countedBytes;
-        auto tree = BuildRtree<Params>(m);
+        auto tree = MakeRtree<Params>(m, state.range(1) != 0);
         state.PauseTiming();
         bytes = bench_countedBytes - before;
         tree.reset();
         state.ResumeTiming();
     }
-    state.SetLabel(m.name);
+    state.SetLabel(std::string(m.name) + (state.range(1) ? " packed" : " inserted"));
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(m.boxes.size()));
     state.counters["bytes_per_item"] = static_cast<double>(bytes) / m.boxes.size();
 }
@@ -262,34 +335,43 @@ void BM_Build_Rtree(benchmark::State& state) {
 template <class Params>
 void BM_Locate_Rtree(benchmark::State& state) {
     const Mesh& m = MeshOf(state);
-    static std::unique_ptr<Rtree<Params>> trees[2];
-    auto& tree = trees[state.range(0)];
-    if (!tree) tree = BuildRtree<Params>(m);
-    std::vector<BgValue> hits;
+    static std::unique_ptr<Rtree<Params>> trees[2][2];
+    auto& tree = trees[state.range(0)][state.range(1)];
+    if (!tree) tree = MakeRtree<Params>(m, state.range(1) != 0);
+    std::vector<BgValue> found;
+    size_t hits = 0;
     for (auto _ : state) {
-        size_t sum = 0;
+        hits = 0;
         for (const Point3& p : m.points) {
-            hits.clear();
-            tree->query(bgi::intersects(BgPoint(p[0], p[1], p[2])), std::back_inserter(hits));
-            sum += hits.size();
+            found.clear();
+            tree->query(bgi::intersects(BgPoint(p[0], p[1], p[2])), std::back_inserter(found));
+            hits += found.size();
         }
-        benchmark::DoNotOptimize(sum);
+        benchmark::DoNotOptimize(hits);
     }
-    state.SetLabel(m.name);
+    state.SetLabel(std::string(m.name) + (state.range(1) ? " packed" : " inserted"));
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(m.points.size()));
+    state.counters["hits_per_point"] = static_cast<double>(hits) / m.points.size();
 }
 
 using Quadratic = bgi::quadratic<16>;
 using Linear = bgi::linear<16>;
 using RStar = bgi::rstar<16>;
 
+// Rtree rows: first argument the mesh, second 0 for incremental insertion, 1 for packing.
+#define ZORBAS_RTREE ->ArgsProduct({{0, 1}, {0, 1}})->Unit(benchmark::kMillisecond)
 BENCHMARK(BM_Build_Octree)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(BM_Build_Rtree, Quadratic)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(BM_Build_Rtree, Linear)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(BM_Build_Rtree, RStar)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Locate_Octree)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(BM_Locate_Rtree, Quadratic)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(BM_Locate_Rtree, RStar)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(BM_Build_Rtree, Quadratic) ZORBAS_RTREE;
+BENCHMARK_TEMPLATE(BM_Build_Rtree, Linear)
+    ->Args({0, 0})
+    ->Args({1, 0})
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(BM_Build_Rtree, RStar) ZORBAS_RTREE;
+BENCHMARK(BM_FindCell_Octree)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Locate_OctreeClient)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Locate_OctreeQuery)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(BM_Locate_Rtree, Quadratic) ZORBAS_RTREE;
+BENCHMARK_TEMPLATE(BM_Locate_Rtree, RStar) ZORBAS_RTREE;
 BENCHMARK(BM_LineTrav_Octree)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 }  // namespace
