@@ -11,6 +11,25 @@ foreach(header VLDZORBasShared.h zorbas/cow/cow_String.h companions/alloc/mem_Ma
         message(FATAL_ERROR "installed tree lacks include/${header}")
     endif()
 endforeach()
+# Only public headers: no test or benchmark helper, nothing that needs a test framework, and no
+# folder left empty.
+file(GLOB_RECURSE installed LIST_DIRECTORIES true RELATIVE ${prefix}/include ${prefix}/include/*)
+foreach(entry ${installed})
+    set(path ${prefix}/include/${entry})
+    if(IS_DIRECTORY ${path})
+        file(GLOB content ${path}/*)
+        if(NOT content)
+            message(FATAL_ERROR "installed tree has an empty folder include/${entry}")
+        endif()
+    elseif(entry MATCHES "(_test|_benchmark)[^/]*$" OR NOT entry MATCHES "\\.h$")
+        message(FATAL_ERROR "installed tree has a file that is no public header: include/${entry}")
+    else()
+        file(STRINGS ${path} framework REGEX "#include <(gtest|gmock|benchmark)/")
+        if(framework)
+            message(FATAL_ERROR "installed include/${entry} needs a test framework: ${framework}")
+        endif()
+    endif()
+endforeach()
 
 execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE_DIR}/consumer -B ${WORK_DIR}/consumer -G Ninja
                         -DCMAKE_PREFIX_PATH=${prefix}

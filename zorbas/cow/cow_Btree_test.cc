@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <random>
 #include <set>
@@ -239,6 +240,40 @@ TEST_F(CowBtreeTest, TreesAreListElements) {
     EXPECT_EQ(list.ConstGet(1).Count(), 2);
     EXPECT_EQ(t.Count(), 1);
     EXPECT_EQ(list.FindMember(t), 0);
+}
+
+// Trees order as std::map orders its contents: entry by entry, key then value, a prefix first.
+TEST_F(CowBtreeTest, AListOfTreesSortsByTheTreesEntries) {
+    auto tree = [](Pairs entries) {
+        cow_Btree<int, int> t;
+        for (auto [k, v] : entries) t.InsertUnlessMember(k, v);
+        return t;
+    };
+    EXPECT_LT(tree({}), tree({{1, 1}}));
+    EXPECT_LT(tree({{1, 1}}), tree({{1, 2}}));
+    EXPECT_LT(tree({{1, 9}}), tree({{2, 0}}));
+    EXPECT_LT(tree({{1, 1}, {2, 2}}), tree({{1, 1}, {3, 0}}));
+    EXPECT_LT(tree({{1, 1}, {0, 5}}), tree({{1, 1}})) << "the first entries differ: 0 before 1";
+    EXPECT_FALSE(tree({{2, 2}, {1, 1}}) < tree({{1, 1}, {2, 2}}));  // equal: neither smaller
+
+    std::mt19937 rng(11);
+    std::vector<std::map<int, int>> twins;
+    cow_List<cow_Btree<int, int>> list;
+    for (int i = 0; i < 300; ++i) {
+        std::map<int, int> m;
+        int n = static_cast<int>(rng() % 4);
+        for (int e = 0; e < n; ++e)
+            m.emplace(static_cast<int>(rng() % 4), static_cast<int>(rng() % 3));
+        twins.push_back(m);
+        list.Append(tree(Pairs(m.begin(), m.end())));
+    }
+    cow_List<cow_Btree<int, int>> unsorted(list);
+    list.Sort();
+    std::sort(twins.begin(), twins.end());
+    ASSERT_EQ(list.Length(), 300);
+    for (int i = 0; i < 300; ++i)
+        ASSERT_EQ(Walk(list.ConstGet(i)), Pairs(twins[i].begin(), twins[i].end())) << i;
+    EXPECT_FALSE(unsorted.IsEqual(list)) << "the copy taken before keeps its order";
 }
 
 }  // namespace

@@ -91,9 +91,17 @@ class ZORBAS_API cow_List : public ZORBasCowAllocator {
         Append(a).Append(b).Append(c).Append(d).Append(e);
     }
     // Presized for the larger of `count` and `reserve`, holding the `count` elements of `array`.
+    // The elements go straight into the presized directory, not through Resize, which would fit
+    // the directory to them: a list of 256 keeps its 8 blocks of 32 in 24 slots.
     cow_List(const T* array, int count, int reserve) {
+        ZORBAS_ASSERT(count >= 0, kFile, 368);
         Initialize(count > reserve ? count : reserve);
-        SetFromArray(array, count);
+        try {
+            CopyIn(array, count);
+        } catch (...) {
+            Release();
+            throw;
+        }
     }
     // Empty, with the block size and directory of a list of `size` elements.
     cow_List(cow_ListConstruct, int size) { Initialize(size); }
@@ -168,7 +176,8 @@ class ZORBAS_API cow_List : public ZORBasCowAllocator {
     }
 
     // Cuts the list to `sz`, or makes room for `sz` elements without creating any: the caller
-    // writes and then raises the length. The directory grows, and shrinks, in steps of 16 slots.
+    // writes and then raises the length. The directory follows in steps of 16 slots, both ways and
+    // at once: a list presized for 1000 (32 slots) has 16 after its first Append.
     cow_List& Resize(int sz);
     cow_List& SetFromArray(const T* array, int C_arrLen);
 
@@ -248,6 +257,8 @@ class ZORBAS_API cow_List : public ZORBasCowAllocator {
         IsolateRange(i, i);
     }
     void IsolateRange(int from, int thru);
+    // Writes `array` over positions [0, n) of a list made room for n, the length at most n.
+    void CopyIn(const T* array, int n);
     void Prefix();
     template <class U>
     void Put(int i, U&& x) {
@@ -454,11 +465,12 @@ cow_List<T>& cow_List<T>::Resize(int sz) {
             }
         }
     }
-    // A cut shrinks the directory at once; making room only ever grows it. Otherwise the first
-    // Append to a presized list would throw away the directory its constructor sized (a list of
-    // 256 keeps its 8 blocks of 32 in 24 slots).
     int slots = (keep + 15) & ~15;
-    if (slots != blockLimit && (cut || keep > blockLimit)) {
+    if (slots != blockLimit) {
+        // Slots beyond `keep` hold no live element; a block there is room made for one that never
+        // came (a copy that threw), and goes with its slot.
+        for (int s = slots; s < blockLimit; ++s)
+            if (blocks[s] && blocks[s]->Decrement()) delete blocks[s];
         if (slots == 0) {
             mem_Free(blocks);
             blocks = nullptr;
@@ -560,30 +572,38 @@ template <class T>
 cow_List<T>& cow_List<T>::SetFromArray(const T* array, int C_arrLen) {
     ZORBAS_ASSERT(C_arrLen >= 0, kFile, 368);
     Resize(C_arrLen);
-    if (C_arrLen > 0) {
-        IsolateRange(0, C_arrLen - 1);
-        int live = length;  // elements below this are constructed already
+    CopyIn(array, C_arrLen);
+    return *this;
+}
+
+template <class T>
+void cow_List<T>::CopyIn(const T* array, int n) {
+    if (n > 0) {
+        IsolateRange(0, n - 1);
         int blockSize = 1 << blockShift;
-        for (int k = 0; k < C_arrLen;) {
+        for (int k = 0; k < n;) {
             int position = offset + k;
             int in = position & (blockSize - 1);
-            int run = blockSize - in < C_arrLen - k ? blockSize - in : C_arrLen - k;
+            int run = blockSize - in < n - k ? blockSize - in : n - k;
             T* to = blocks[position >> blockShift]->items + in;
             if constexpr (std::is_trivially_copyable_v<T>) {
                 std::memcpy(static_cast<void*>(to), array + k, sizeof(T) * run);
             } else {
+                // Elements below the length live already; the others count once constructed, so
+                // a copy that throws leaves no element unaccounted for.
                 for (int r = 0; r < run; ++r) {
-                    if (k + r < live)
+                    if (k + r < length) {
                         to[r] = array[k + r];
-                    else
+                    } else {
                         ::new (static_cast<void*>(to + r)) T(array[k + r]);
+                        length = k + r + 1;
+                    }
                 }
             }
             k += run;
         }
     }
-    length = C_arrLen;
-    return *this;
+    length = n;
 }
 
 template <class T>

@@ -52,9 +52,48 @@ TEST_F(CowListTest, PresizeTakesTheBlockSizeFromTheFloatExponent) {
     cow_List<int> reserved(cow_ListPreSize, 1000);
     EXPECT_EQ(reserved.Length(), 0);
     EXPECT_EQ(reserved.BlockShift(), 6);
+    EXPECT_EQ(reserved.BlockLimit(), 32);
     for (int i = 0; i < 2000; ++i) reserved.Append(i);  // grows by blocks, size stays fixed
     EXPECT_EQ(reserved.BlockShift(), 6);
     EXPECT_EQ(reserved.ConstGet(1999), 1999);
+}
+
+// Resize fits the directory to the elements in steps of 16 slots, growing and shrinking at once;
+// only the array constructor keeps the free slots of its presize.
+TEST_F(CowListTest, TheDirectoryFollowsResizeBothWays) {
+    cow_List<int> presized(cow_ListPreSize, 1000);
+    ASSERT_EQ(presized.BlockLimit(), 32);
+    presized.Append(1);
+    EXPECT_EQ(presized.BlockLimit(), 16);  // one block of 64 in use
+    EXPECT_EQ(presized.BlockShift(), 6);
+    for (int i = 2; i <= 16 * 64 + 1; ++i) presized.Append(i);
+    EXPECT_EQ(presized.BlockLimit(), 32);
+    presized.Resize(64);
+    EXPECT_EQ(presized.BlockLimit(), 16);
+    EXPECT_EQ(presized.Last(), 64);
+
+    // Making room for fewer slots than the directory has shrinks it too, elements untouched.
+    std::vector<int> data(1000);
+    for (int i = 0; i < 1000; ++i) data[i] = i;
+    cow_List<int> l256(data.data(), 256, 0);
+    ASSERT_EQ(l256.BlockLimit(), 24);
+    cow_List<int> shared(l256);
+    l256.Resize(257);
+    EXPECT_EQ(l256.BlockLimit(), 16);
+    EXPECT_EQ(l256.Length(), 256);
+    EXPECT_EQ(Contents(l256), Contents(shared));
+    EXPECT_EQ(shared.BlockLimit(), 24) << "the copy keeps its directory";
+
+    // SetFromArray goes through Resize; the constructor does not.
+    cow_List<int> reset(data.data(), 1000, 0);
+    ASSERT_EQ(reset.BlockLimit(), 32);
+    reset.SetFromArray(data.data(), 1000);
+    EXPECT_EQ(reset.BlockLimit(), 16);
+    EXPECT_EQ(Contents(reset), data);
+    cow_List<int> reserving(data.data(), 10, 1000);
+    EXPECT_EQ(reserving.BlockLimit(), 32);
+    EXPECT_EQ(reserving.Length(), 10);
+    EXPECT_EQ(reserving.Last(), 9);
 }
 
 TEST_F(CowListTest, ResizeToZeroResetsTheLayout) {

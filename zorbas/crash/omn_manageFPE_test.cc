@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 
+#include "companions/framework/zorbas_child_check_test.h"
 #include "zorbas/crash/omn_manageFPE.h"
 
 namespace {
@@ -11,7 +12,8 @@ namespace {
 constexpr unsigned kInvalidMask = 1u << 7;  // MXCSR bit: invalid operation masked
 constexpr unsigned kFlushToZero = 1u << 15;
 
-// Runs `body` in a child whose FPE state is fresh and GLOBAL_ENABLE_FPE is `value` (null: unset).
+// Runs `body` in a child whose FPE state is fresh and GLOBAL_ENABLE_FPE is `value` (null: unset);
+// the body's checks name the condition that failed.
 template <class Body>
 void InChild(const char* value, Body body) {
     EXPECT_EXIT(
@@ -22,7 +24,8 @@ void InChild(const char* value, Body body) {
                 unsetenv("GLOBAL_ENABLE_FPE");
             omn_resetFPEStateForTesting();
             omn_setMXCSR(0x1F80);  // the power-on default: all masked, no flush
-            std::exit(body() ? 0 : 1);
+            body();
+            std::exit(0);
         },
         ::testing::ExitedWithCode(0), "");
 }
@@ -31,12 +34,16 @@ TEST(FpeSettingDeathTest, DefaultMasksTrapsFlushesAndCannotBeChangedAfter) {
     InChild(nullptr, [] {
         omn_globalFPESetting();
         unsigned m = omn_getMXCSR();
-        if (!(m & kInvalidMask) || !(m & kFlushToZero)) return false;
+        ZORBAS_CHILD_CHECK(m & kInvalidMask);
+        ZORBAS_CHILD_CHECK(m & kFlushToZero);
         omn_enableFPE();           // fixed: reapplies "no traps"
         omn_disableFlushToZero();  // fixed: reapplies "flush"
         m = omn_getMXCSR();
         omn_FPEState s = omn_getFPEState();
-        return (m & kInvalidMask) && (m & kFlushToZero) && s.fixed && !s.wantedTraps;
+        ZORBAS_CHILD_CHECK(m & kInvalidMask);
+        ZORBAS_CHILD_CHECK(m & kFlushToZero);
+        ZORBAS_CHILD_CHECK(s.fixed);
+        ZORBAS_CHILD_CHECK(!s.wantedTraps);
     });
 }
 
@@ -47,25 +54,28 @@ TEST(FpeSettingDeathTest, TrueUnmasksInvalidDivideAndOverflow) {
         omn_disableFPE();  // fixed with traps: stays on
         unsigned after = omn_getMXCSR();
         // invalid, divide, overflow unmasked; denormal, underflow, inexact masked; flush on.
-        return (m & 0x1F80u) == 0x1900u && (m & kFlushToZero) && (after & 0x1F80u) == 0x1900u &&
-               (m & 0x3Fu) == 0x1Du;  // the status bits are set, as the suite always did
+        ZORBAS_CHILD_CHECK((m & 0x1F80u) == 0x1900u);
+        ZORBAS_CHILD_CHECK(m & kFlushToZero);
+        ZORBAS_CHILD_CHECK((after & 0x1F80u) == 0x1900u);
+        ZORBAS_CHILD_CHECK((m & 0x3Fu) ==
+                           0x1Du);  // the status bits are set, as the suite always did
     });
 }
 
 TEST(FpeSettingDeathTest, OldStyleLeavesItOpenUntilFrozenOrIgnored) {
     InChild("oldstyle", [] {
         omn_globalFPESetting();
-        if (omn_getFPEState().fixed) return false;
+        ZORBAS_CHILD_CHECK(!omn_getFPEState().fixed);
         omn_enableFPE();
-        if (omn_getMXCSR() & kInvalidMask) return false;  // works while open
+        ZORBAS_CHILD_CHECK(!(omn_getMXCSR() & kInvalidMask));  // works while open
         omn_disableFPE();
         omn_freezeFPESetting(true);
         omn_enableFPE();
-        if (!(omn_getMXCSR() & kInvalidMask)) return false;  // frozen: nothing changes
+        ZORBAS_CHILD_CHECK(omn_getMXCSR() & kInvalidMask);  // frozen: nothing changes
         omn_freezeFPESetting(false);
         omn_ignoreFPESetting(true);
         omn_enableFPE();
-        return (omn_getMXCSR() & kInvalidMask) != 0;  // ignored: nothing changes
+        ZORBAS_CHILD_CHECK(omn_getMXCSR() & kInvalidMask);  // ignored: nothing changes
     });
 }
 
@@ -78,9 +88,10 @@ TEST(FpeSettingDeathTest, ReleasingAFreezeTooOftenPrintsAndResets) {
             omn_freezeFPESetting(true);
             omn_freezeFPESetting(false);
             omn_freezeFPESetting(false);
-            if (omn_getFPEState().freezeDepth != 0) std::exit(1);
+            ZORBAS_CHILD_CHECK(omn_getFPEState().freezeDepth == 0);
             omn_freezeFPESetting(true);  // a later freeze still counts from 0
-            std::exit(omn_getFPEState().freezeDepth == 1 ? 0 : 2);
+            ZORBAS_CHILD_CHECK(omn_getFPEState().freezeDepth == 1);
+            std::exit(0);
         },
         ::testing::ExitedWithCode(0), "^omn_freezeFPESetting giFreezeFPESetting < 0\n$");
 #else

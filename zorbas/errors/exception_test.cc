@@ -26,6 +26,12 @@ TEST(ExceptionFamily, CodesAndTexts) {
     EXPECT_STREQ(shortWrite.AsString(m), "All the data provided to write could not be written.");
     EXPECT_STREQ(system.GetServiceName(), "open");
     EXPECT_EQ(read.GetSystemErrorCode().Code(), ENOENT);
+
+    // The service name is an argument of the text, never part of its format.
+    ZORBasUtlSystemError odd("fopen %s", ZORBasSystemError(EACCES));
+    EXPECT_STREQ(odd.AsString(m), "System Error fopen %s: Permission denied");
+    ZORBasUtlSystemError percent("%1%2", ZORBasSystemError(ENOENT));
+    EXPECT_STREQ(percent.AsString(m), "System Error %1%2: No such file or directory");
 }
 
 TEST(ExceptionFamily, PropagateThrowsTheMostDerivedCopyAndCloneCopies) {

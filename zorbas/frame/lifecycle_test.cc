@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "companions/framework/zorbas_child_check_test.h"
 #include "zorbas/crash/omn_manageFPE.h"
 #include "zorbas/errors/ZORBasUtlException.h"
 #include "zorbas/frame/ZORBasShared.h"
@@ -43,11 +44,11 @@ TEST(LifecycleDeathTest, LastEndEndsAllSectionsAndAStartRestarts) {
         {
             int use = 0;
             ZORBasShared_finalize(use);
-            if (use != -13) std::exit(10);
-            if (ModelLives()) std::exit(11);
+            ZORBAS_CHILD_CHECK(use == -13);
+            ZORBAS_CHILD_CHECK(!ModelLives());
             ZORBasShared_initialize(use);
-            if (use != 0) std::exit(12);
-            if (!ModelLives()) std::exit(13);
+            ZORBAS_CHILD_CHECK(use == 0);
+            ZORBAS_CHILD_CHECK(ModelLives());
             std::exit(0);
         },
         ::testing::ExitedWithCode(0), "");
@@ -64,9 +65,10 @@ void RestartWithIgnoreFpe(const char* value, const char* expectedAfter, bool exp
             omn_resetFPEStateForTesting();
             ZORBasShared_initialize(use);
             const char* now = std::getenv("VLD_IGNORE_FPE");
-            bool ok = now && std::strcmp(now, expectedAfter) == 0 &&
-                      omn_getFPEState().ignore == expectIgnore;
-            std::exit(ok ? 0 : 1);
+            ZORBAS_CHILD_CHECK(now != nullptr);
+            ZORBAS_CHILD_CHECK(std::strcmp(now, expectedAfter) == 0);
+            ZORBAS_CHILD_CHECK(omn_getFPEState().ignore == expectIgnore);
+            std::exit(0);
         },
         ::testing::ExitedWithCode(0), "")
         << "VLD_IGNORE_FPE=" << value;
@@ -87,11 +89,12 @@ TEST(LifecycleDeathTest, StartupEnvironmentIsCopiedAtLoadAndNotAfter) {
     EXPECT_EXIT(
         {
             const ZORBasStartupEnvironment& env = ZORBasGetStartupEnvironment();
-            if (!env.vldDebugger || std::strcmp(env.vldDebugger, "attach") != 0) std::exit(10);
-            if (!env.zorWs || std::strcmp(env.zorWs, "d:/work/space") != 0) std::exit(11);
-            if (env.grnOdtIn != nullptr) std::exit(12);
+            ZORBAS_CHILD_CHECK(env.vldDebugger && std::strcmp(env.vldDebugger, "attach") == 0);
+            ZORBAS_CHILD_CHECK(env.zorWs && std::strcmp(env.zorWs, "d:/work/space") == 0);
+            ZORBAS_CHILD_CHECK(env.grnOdtIn == nullptr);
             setenv("VLD_DEBUGGER", "other", 1);
-            std::exit(std::strcmp(env.vldDebugger, "attach") == 0 ? 0 : 13);
+            ZORBAS_CHILD_CHECK(std::strcmp(env.vldDebugger, "attach") == 0);
+            std::exit(0);
         },
         ::testing::ExitedWithCode(0), "");
     unsetenv("VLD_DEBUGGER");

@@ -111,7 +111,7 @@ concept omi_ChainHeadTable =
     std::is_same_v<T, void*> && std::is_same_v<Allocator, ZORBasOmiDefaultAllocator>;
 
 template <class T, class Allocator>
-class ZORBAS_API omi_UintTable final {
+class ZORBAS_API omi_UintTable {
   public:
     using Block = omi_UintTableBlock<T, Allocator>;
 

@@ -11,6 +11,10 @@
 #include "zorbas/intsets/omi_IntTable.h"
 #include "zorbas/intsets/omi_UintTable.h"
 
+// The tables deleted here were made as omi_UintTable itself (Copy), never as a derived class, so
+// the destructor that the table deliberately keeps non-virtual is the right one.
+#pragma GCC diagnostic ignored "-Wdelete-non-virtual-dtor"
+
 namespace {
 
 using UTable = omi_UintTable<int, ZORBasOmiDefaultAllocator>;
@@ -494,3 +498,21 @@ TEST(omi_IntTableDeathTest, ComparatorWithNegativeKeys) {
                  "Assertion failed: totalNegative == 0 \\|\\| \"Special sort integer table "
                  "iterator unimplemented\" == 0, file ZORBase/ProtectedInterfaces/omi_IntTable");
 }
+
+// Footprint is the table's one virtual operation: a caller may derive to count what it adds.
+namespace {
+struct AnnotatedTable : UTable {
+    size_t Footprint() const override { return UTable::Footprint() + sizeof notes; }
+    char notes[100] = {};
+};
+
+TEST(omi_UintTable, ADerivedTableOverridesFootprint) {
+    AnnotatedTable table;
+    table.Insert(7, 70);
+    const UTable& base = table;
+    UTable plain;
+    plain.Insert(7, 70);
+    EXPECT_EQ(base.Footprint(), plain.Footprint() + 100);
+    EXPECT_EQ(base.ConstGet(7), 70);
+}
+}  // namespace

@@ -9,7 +9,7 @@ class ZORBAS_API omi_OctVector {
   public:
     omi_OctVector() : m_comps{0.0f, 0.0f, 0.0f} {}
     omi_OctVector(float x, float y, float z) : m_comps{x, y, z} {}
-    explicit omi_OctVector(const float* comps) : m_comps{comps[0], comps[1], comps[2]} {}
+    omi_OctVector(const float* comps) : m_comps{comps[0], comps[1], comps[2]} {}
     omi_OctVector(const omi_OctVector&) = default;
     omi_OctVector& operator=(const omi_OctVector&) = default;
     omi_OctVector& operator=(const float* comps) {

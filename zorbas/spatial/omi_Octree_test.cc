@@ -519,4 +519,20 @@ TEST(OctreeThreads, TreesBuiltConcurrentlyMatchOneBuiltAlone) {
     EXPECT_EQ(second, alone);
 }
 
+// A caller's float triples stand wherever a vector is expected, as in `omi_OctVector v = p;`.
+TEST(OctVector, AFloatTripleConvertsWhereAVectorIsExpected) {
+    const float lo[3] = {0.25f, -1.5f, 3.0f};
+    omi_OctVector v = lo;
+    EXPECT_EQ(v[0], 0.25f);
+    EXPECT_EQ(v[1], -1.5f);
+    EXPECT_EQ(v[2], 3.0f);
+    EXPECT_TRUE(v <= omi_OctVector(0.25f, -1.5f, 3.0f) && v >= omi_OctVector(0.25f, -1.5f, 3.0f));
+
+    const float centre[3] = {0.5f, 0.5f, 0.5f};
+    const float half[3] = {0.5f, 0.5f, 0.5f};
+    omi_Octree tree(centre, half, 0.01f, Boxes::GetBox, nullptr);
+    EXPECT_EQ(tree.Root()->Center()[1], 0.5f);
+    EXPECT_EQ(tree.Root()->HalfSize()[2], 0.5f);
+}
+
 }  // namespace
