@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "companions/framework/PLXFatalError.h"
+#include "zorbas/base/ZORBasUtlSystem.h"
 #include "zorbas/cow/ZORBasI18n.h"
 #include "zorbas/os/ZORBasUtlStat.h"
 #include "zorbas/os/ZORBasUtlUrlParser.h"
@@ -18,15 +19,12 @@ constexpr const char* kFile = "ZORBase/ZORBasUtils.m/src/ZORBasUtlFilePath";
 constexpr const char* kConnectors = "Network connectors";
 constexpr const char* kConnectorsSlash = "Network connectors/";
 
-cow_String ProcessCwd() {
-    char buffer[4096];
-    return ::getcwd(buffer, sizeof buffer) ? cow_String(buffer) : cow_String();
-}
+cow_String ProcessCwd() { return cow_String(ZORBasUtlgetcwd()); }
 
 // The process knows one current directory, not one per drive.
 bool NoDriveCwd(int, char*, int) { return false; }
 
-const char* ProcessEnv(const char* name) { return std::getenv(name); }
+const char* ProcessEnv(const char* name) { return ZORBasGetEnv(name); }
 
 bool Letter(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
 
