@@ -700,11 +700,12 @@ cow_List<T>& cow_List<T>::Sort() requires cow_ListOrder<T> {
     M(cow_FixedArray<double>)
 // clang-format on
 // Every class of one instantiation, with the prefix "extern" for the declarations here or
-// none for the definitions in the sources.
-#define ZORBAS_COW_LIST_CLASSES(P, A0) \
-    P template class cow_List<A0>;     \
-    P template class cow_ListIter<A0>;
-#define ZORBAS_COW_LIST_EXTERN(A0) ZORBAS_COW_LIST_CLASSES(extern, A0)
-#define ZORBAS_COW_LIST_DEFINE(A0) ZORBAS_COW_LIST_CLASSES(, A0)
+// none for the definitions in the sources. The type is variadic, so that it may hold commas
+// (a list of trees).
+#define ZORBAS_COW_LIST_CLASSES(P, ...)     \
+    P template class cow_List<__VA_ARGS__>; \
+    P template class cow_ListIter<__VA_ARGS__>;
+#define ZORBAS_COW_LIST_EXTERN(...) ZORBAS_COW_LIST_CLASSES(extern, __VA_ARGS__)
+#define ZORBAS_COW_LIST_DEFINE(...) ZORBAS_COW_LIST_CLASSES(, __VA_ARGS__)
 ZORBAS_COW_LIST_TYPES_NUMBERS(ZORBAS_COW_LIST_EXTERN)
 ZORBAS_COW_LIST_TYPES_NESTED(ZORBAS_COW_LIST_EXTERN)
