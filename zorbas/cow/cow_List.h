@@ -656,8 +656,14 @@ int cow_List<T>::SortCmp(const void* pa, const void* pb) requires cow_ListOrder<
             return c < 0 ? -1 : (c > 0 ? 1 : 0);
         }
     }
-    if (a < b) return -1;
-    return a == b ? 0 : 1;
+    // Clang 14 instantiates a constrained member with its class even when the constraint fails
+    // (the explicit instantiation of a list of lists); the guards here and in Sort keep those
+    // bodies compilable. Both are always true where the member can be called.
+    if constexpr (cow_ListOrder<T>) {
+        if (a < b) return -1;
+        return a == b ? 0 : 1;
+    }
+    return 0;
 }
 
 template <class T>
@@ -666,7 +672,8 @@ cow_List<T>& cow_List<T>::Sort() requires cow_ListOrder<T> {
     int n = 0;
     T* array = GetCArray(n);
     // qsort moves elements as bytes; every element type of this library is relocatable so.
-    std::qsort(static_cast<void*>(array), static_cast<size_t>(n), sizeof(T), SortCmp);
+    if constexpr (cow_ListOrder<T>)
+        std::qsort(static_cast<void*>(array), static_cast<size_t>(n), sizeof(T), SortCmp);
     CopyArray();
     IsolateRange(0, n - 1);
     for (int k = 0; k < n; ++k) UncheckedGet(k) = std::move(array[k]);
