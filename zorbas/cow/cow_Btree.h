@@ -30,9 +30,9 @@ struct cow_BtreeValue {
 };
 
 template <class K, class V>
-class cow_Btree;
+class ZORBAS_API cow_Btree;
 template <class K, class V>
-class cow_BtreeIterator;
+class ZORBAS_API cow_BtreeIterator;
 
 template <class K, class V>
 class ZORBAS_API cow_BtreeNode : public mem_AllocationOperators {

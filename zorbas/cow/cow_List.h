@@ -42,8 +42,10 @@ class cow_ListBlock : public cow_Counter {
     T* items;
 };
 
+// Exported on every declaration: Clang gives an instantiation the visibility of the first
+// declaration it meets, and the friend below meets this one first.
 template <class T>
-class cow_ListIter;
+class ZORBAS_API cow_ListIter;
 
 template <class T>
 concept cow_ListEquality = requires(const T& a) {

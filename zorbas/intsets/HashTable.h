@@ -14,7 +14,7 @@
 #include "companions/generics/HashValue.h"
 
 template <class K, class V>
-class HashTableIterator;
+class ZORBAS_API HashTableIterator;
 
 template <class K, class V>
 class ZORBAS_API HashTable : public mem_AllocationOperators {

@@ -33,7 +33,7 @@ class ZORBAS_API omi_IntMultiMapLinkBlock : public mem_AllocationOperators {
 };
 
 template <class T, class Allocator>
-class omi_IntMultiMapIterator;
+class ZORBAS_API omi_IntMultiMapIterator;
 
 template <class T, class Allocator>
 class ZORBAS_API omi_IntMultiMap : public omi_IntTable<void*, Allocator> {

@@ -12,7 +12,7 @@
 #include "zorbas/intsets/omi_UintTable.h"
 
 template <class T, class Allocator>
-class omi_IntTableIterator;
+class ZORBAS_API omi_IntTableIterator;
 
 template <class T, class Allocator>
 class ZORBAS_API omi_IntTable : public mem_AllocationOperators {

@@ -31,7 +31,7 @@
 #include "zorbas/memory/ZORBasSrmAllocator.h"
 
 template <class T, class Allocator>
-class omi_UintTableIterator;
+class ZORBAS_API omi_UintTableIterator;
 
 // One entry of a sorted walk: the key and the address of its cell (cells never move while their
 // page lives, since a growing page table moves only the pointers to pages).
