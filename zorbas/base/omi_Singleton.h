@@ -63,3 +63,11 @@ class ZORBAS_API omi_Singleton : public omi_SingletonBase<T> {
         return *made;
     }
 };
+
+// Both classes of one singleton type, with the prefix "extern" for the declarations in the
+// type's header or none for the definitions in its source.
+#define ZORBAS_SINGLETON_CLASSES(P, T)     \
+    P template class omi_SingletonBase<T>; \
+    P template class omi_Singleton<T>;
+#define ZORBAS_SINGLETON_EXTERN(T) ZORBAS_SINGLETON_CLASSES(extern, T)
+#define ZORBAS_SINGLETON_DEFINE(T) ZORBAS_SINGLETON_CLASSES(, T)

@@ -1,7 +1,6 @@
 #include "zorbas/cow/ZORBasCowAllocator.h"
 
-template class omi_SingletonBase<ZORBasMemPoolCow>;
-template class omi_Singleton<ZORBasMemPoolCow>;
+ZORBAS_SINGLETON_DEFINE(ZORBasMemPoolCow)
 
 ZORBasCowTrackingAllocator::ZORBasCowTrackingAllocator()
     : m_pool(&omi_Singleton<ZORBasMemPoolCow>::Instance()) {

@@ -69,5 +69,4 @@ void cow_Delete(T* p) {
     }
 }
 
-extern template class omi_SingletonBase<ZORBasMemPoolCow>;
-extern template class omi_Singleton<ZORBasMemPoolCow>;
+ZORBAS_SINGLETON_EXTERN(ZORBasMemPoolCow)

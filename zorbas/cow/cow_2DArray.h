@@ -65,6 +65,10 @@ bool operator==(const cow_2DArray<T>& a, const cow_2DArray<T>& b) {
     return a.IsEqual(b);
 }
 
-extern template class cow_2DArray<int>;
-extern template class cow_2DArray<float>;
-extern template class cow_2DArray<double>;
+#define ZORBAS_COW_2D_ARRAY_TYPES(M) M(int) M(float) M(double)
+// Every class of one instantiation, with the prefix "extern" for the declarations here or
+// none for the definitions in cow_FixedArray.cc.
+#define ZORBAS_COW_2D_ARRAY_CLASSES(P, T) P template class cow_2DArray<T>;
+#define ZORBAS_COW_2D_ARRAY_EXTERN(T) ZORBAS_COW_2D_ARRAY_CLASSES(extern, T)
+#define ZORBAS_COW_2D_ARRAY_DEFINE(T) ZORBAS_COW_2D_ARRAY_CLASSES(, T)
+ZORBAS_COW_2D_ARRAY_TYPES(ZORBAS_COW_2D_ARRAY_EXTERN)

@@ -30,9 +30,9 @@ struct cow_BtreeValue {
 };
 
 template <class K, class V>
-class cow_Btree;
+class ZORBAS_API cow_Btree;
 template <class K, class V>
-class cow_BtreeIterator;
+class ZORBAS_API cow_BtreeIterator;
 
 template <class K, class V>
 class ZORBAS_API cow_BtreeNode : public mem_AllocationOperators {
@@ -512,5 +512,6 @@ void cow_BtreeIterator<K, V>::Previous() {
 #define ZORBAS_COW_BTREE_EXTERN(A0, A1) ZORBAS_COW_BTREE_CLASSES(extern, A0, A1)
 #define ZORBAS_COW_BTREE_DEFINE(A0, A1) ZORBAS_COW_BTREE_CLASSES(, A0, A1)
 ZORBAS_COW_BTREE_PAIRS(ZORBAS_COW_BTREE_EXTERN)
-extern template class cow_List<cow_Btree<int, int>>;
-extern template class cow_ListIter<cow_Btree<int, int>>;
+// The lists of trees.
+#define ZORBAS_COW_BTREE_LIST_TYPES(M) M(cow_Btree<int, int>)
+ZORBAS_COW_BTREE_LIST_TYPES(ZORBAS_COW_LIST_EXTERN)

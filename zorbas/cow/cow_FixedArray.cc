@@ -2,9 +2,5 @@
 #include "zorbas/cow/cow_FixedArray.h"
 #include "zorbas/cow/cow_2DArray.h"
 
-template class cow_FixedArray<int>;
-template class cow_FixedArray<float>;
-template class cow_FixedArray<double>;
-template class cow_2DArray<int>;
-template class cow_2DArray<float>;
-template class cow_2DArray<double>;
+ZORBAS_COW_FIXED_ARRAY_TYPES(ZORBAS_COW_FIXED_ARRAY_DEFINE)
+ZORBAS_COW_2D_ARRAY_TYPES(ZORBAS_COW_2D_ARRAY_DEFINE)

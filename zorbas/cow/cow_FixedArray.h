@@ -130,6 +130,10 @@ bool operator<(const cow_FixedArray<T>& a, const cow_FixedArray<T>& b) {
     return a.IsLess(b);
 }
 
-extern template class cow_FixedArray<int>;
-extern template class cow_FixedArray<float>;
-extern template class cow_FixedArray<double>;
+#define ZORBAS_COW_FIXED_ARRAY_TYPES(M) M(int) M(float) M(double)
+// Every class of one instantiation, with the prefix "extern" for the declarations here or
+// none for the definitions in cow_FixedArray.cc.
+#define ZORBAS_COW_FIXED_ARRAY_CLASSES(P, T) P template class cow_FixedArray<T>;
+#define ZORBAS_COW_FIXED_ARRAY_EXTERN(T) ZORBAS_COW_FIXED_ARRAY_CLASSES(extern, T)
+#define ZORBAS_COW_FIXED_ARRAY_DEFINE(T) ZORBAS_COW_FIXED_ARRAY_CLASSES(, T)
+ZORBAS_COW_FIXED_ARRAY_TYPES(ZORBAS_COW_FIXED_ARRAY_EXTERN)

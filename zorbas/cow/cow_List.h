@@ -42,8 +42,10 @@ class cow_ListBlock : public cow_Counter {
     T* items;
 };
 
+// Exported on every declaration: Clang gives an instantiation the visibility of the first
+// declaration it meets, and the friend below meets this one first.
 template <class T>
-class cow_ListIter;
+class ZORBAS_API cow_ListIter;
 
 template <class T>
 concept cow_ListEquality = requires(const T& a) {
@@ -676,8 +678,14 @@ int cow_List<T>::SortCmp(const void* pa, const void* pb) requires cow_ListOrder<
             return c < 0 ? -1 : (c > 0 ? 1 : 0);
         }
     }
-    if (a < b) return -1;
-    return a == b ? 0 : 1;
+    // Clang 14 instantiates a constrained member with its class even when the constraint fails
+    // (the explicit instantiation of a list of lists); the guards here and in Sort keep those
+    // bodies compilable. Both are always true where the member can be called.
+    if constexpr (cow_ListOrder<T>) {
+        if (a < b) return -1;
+        return a == b ? 0 : 1;
+    }
+    return 0;
 }
 
 template <class T>
@@ -686,7 +694,8 @@ cow_List<T>& cow_List<T>::Sort() requires cow_ListOrder<T> {
     int n = 0;
     T* array = GetCArray(n);
     // qsort moves elements as bytes; every element type of this library is relocatable so.
-    std::qsort(static_cast<void*>(array), static_cast<size_t>(n), sizeof(T), SortCmp);
+    if constexpr (cow_ListOrder<T>)
+        std::qsort(static_cast<void*>(array), static_cast<size_t>(n), sizeof(T), SortCmp);
     CopyArray();
     IsolateRange(0, n - 1);
     for (int k = 0; k < n; ++k) UncheckedGet(k) = std::move(array[k]);
@@ -720,11 +729,12 @@ cow_List<T>& cow_List<T>::Sort() requires cow_ListOrder<T> {
     M(cow_FixedArray<double>)
 // clang-format on
 // Every class of one instantiation, with the prefix "extern" for the declarations here or
-// none for the definitions in the sources.
-#define ZORBAS_COW_LIST_CLASSES(P, A0) \
-    P template class cow_List<A0>;     \
-    P template class cow_ListIter<A0>;
-#define ZORBAS_COW_LIST_EXTERN(A0) ZORBAS_COW_LIST_CLASSES(extern, A0)
-#define ZORBAS_COW_LIST_DEFINE(A0) ZORBAS_COW_LIST_CLASSES(, A0)
+// none for the definitions in the sources. The type is variadic, so that it may hold commas
+// (a list of trees).
+#define ZORBAS_COW_LIST_CLASSES(P, ...)     \
+    P template class cow_List<__VA_ARGS__>; \
+    P template class cow_ListIter<__VA_ARGS__>;
+#define ZORBAS_COW_LIST_EXTERN(...) ZORBAS_COW_LIST_CLASSES(extern, __VA_ARGS__)
+#define ZORBAS_COW_LIST_DEFINE(...) ZORBAS_COW_LIST_CLASSES(, __VA_ARGS__)
 ZORBAS_COW_LIST_TYPES_NUMBERS(ZORBAS_COW_LIST_EXTERN)
 ZORBAS_COW_LIST_TYPES_NESTED(ZORBAS_COW_LIST_EXTERN)

@@ -6,8 +6,7 @@
 
 #include "companions/coreutils/atr_translate.h"
 
-template class omi_SingletonBase<ZORBasUtlExcModelSingleton>;
-template class omi_Singleton<ZORBasUtlExcModelSingleton>;
+ZORBAS_SINGLETON_DEFINE(ZORBasUtlExcModelSingleton)
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include "companions/coreutils/ZORBasException.h"
 #include "companions/coreutils/ZORBasSystemError.h"
-#include "zorbas/cow/cow_String.h"
 #include "zorbas/base/omi_Singleton.h"
+#include "zorbas/cow/cow_String.h"
 
 // A system error: the system code, or -1 when the runtime's error number (second field) counts.
 enum ErrorCodeType {
@@ -141,5 +141,4 @@ class ZORBAS_API ZORBasUtlExceptionModel {
     [[noreturn]] static void throwSystemErrorException(cow_SystemErrorCode code);
 };
 
-extern template class omi_SingletonBase<ZORBasUtlExcModelSingleton>;
-extern template class omi_Singleton<ZORBasUtlExcModelSingleton>;
+ZORBAS_SINGLETON_EXTERN(ZORBasUtlExcModelSingleton)

@@ -5,8 +5,7 @@
 #include <cstring>
 #include <initializer_list>
 
-template class omi_SingletonBase<ZORBas_SingletonRegistry>;
-template class omi_Singleton<ZORBas_SingletonRegistry>;
+ZORBAS_SINGLETON_DEFINE(ZORBas_SingletonRegistry)
 
 namespace {
 using DestroyFunction = ZORBas_SingletonRegistry::DestroyFunction;

@@ -47,5 +47,4 @@ class ZORBAS_API ZORBas_SingletonRegistry : public omi_Singleton<ZORBas_Singleto
     SingletonDestructCondition m_condition;
 };
 
-extern template class omi_SingletonBase<ZORBas_SingletonRegistry>;
-extern template class omi_Singleton<ZORBas_SingletonRegistry>;
+ZORBAS_SINGLETON_EXTERN(ZORBas_SingletonRegistry)

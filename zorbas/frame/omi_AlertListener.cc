@@ -10,8 +10,7 @@
 #include <new>
 #include <thread>
 
-template class omi_SingletonBase<omi_AlertListener>;
-template class omi_Singleton<omi_AlertListener>;
+ZORBAS_SINGLETON_DEFINE(omi_AlertListener)
 
 namespace {
 

@@ -59,5 +59,4 @@ class ZORBAS_API omi_AlertTrigger {
 // The signal number that alert N hands to its handler.
 ZORBAS_API int omi_AlertSignal(omi_AlertEnm alert);
 
-extern template class omi_SingletonBase<omi_AlertListener>;
-extern template class omi_Singleton<omi_AlertListener>;
+ZORBAS_SINGLETON_EXTERN(omi_AlertListener)

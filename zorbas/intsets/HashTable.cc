@@ -112,7 +112,4 @@ void HashTable<K, V>::Clear() {
     count = 0;
 }
 
-#define ZORBAS_HASH_TABLE_INSTANTIATE(K, V) \
-    template class HashTable<K, V>;         \
-    template class HashTableIterator<K, V>;
-ZORBAS_HASH_TABLE_PAIRS(ZORBAS_HASH_TABLE_INSTANTIATE)
+ZORBAS_HASH_TABLE_PAIRS(ZORBAS_HASH_TABLE_DEFINE)

@@ -14,7 +14,7 @@
 #include "companions/generics/HashValue.h"
 
 template <class K, class V>
-class HashTableIterator;
+class ZORBAS_API HashTableIterator;
 
 template <class K, class V>
 class ZORBAS_API HashTable : public mem_AllocationOperators {
@@ -91,10 +91,15 @@ class ZORBAS_API HashTableIterator {
     unsigned index;
 };
 
+// clang-format off
 #define ZORBAS_HASH_TABLE_PAIRS(M) \
     M(unsigned, int) M(unsigned, unsigned) M(unsigned, void*) M(void*, int) M(void*, void*)
-#define ZORBAS_HASH_TABLE_EXTERN(K, V)     \
-    extern template class HashTable<K, V>; \
-    extern template class HashTableIterator<K, V>;
+// clang-format on
+// Every class of one instantiation, with the prefix "extern" for the declarations here or
+// none for the definitions in the source.
+#define ZORBAS_HASH_TABLE_CLASSES(P, K, V) \
+    P template class HashTable<K, V>;      \
+    P template class HashTableIterator<K, V>;
+#define ZORBAS_HASH_TABLE_EXTERN(K, V) ZORBAS_HASH_TABLE_CLASSES(extern, K, V)
+#define ZORBAS_HASH_TABLE_DEFINE(K, V) ZORBAS_HASH_TABLE_CLASSES(, K, V)
 ZORBAS_HASH_TABLE_PAIRS(ZORBAS_HASH_TABLE_EXTERN)
-#undef ZORBAS_HASH_TABLE_EXTERN

@@ -178,8 +178,4 @@ void omi_BlockedArray<T>::DumpArray() {
     std::fflush(stdout);
 }
 
-template class omi_BlockedArray<int>;
-template class omi_BlockedArray<unsigned>;
-template class omi_BlockedArray<double>;
-template class omi_BlockedArray<void*>;
-template class omi_BlockedArray<cow_String>;
+ZORBAS_OMI_BLOCKED_ARRAY_TYPES(ZORBAS_OMI_BLOCKED_ARRAY_DEFINE)

@@ -64,8 +64,10 @@ class ZORBAS_API omi_BlockedArray {
     static T** NewTable(unsigned n);
 };
 
-extern template class omi_BlockedArray<int>;
-extern template class omi_BlockedArray<unsigned>;
-extern template class omi_BlockedArray<double>;
-extern template class omi_BlockedArray<void*>;
-extern template class omi_BlockedArray<cow_String>;
+#define ZORBAS_OMI_BLOCKED_ARRAY_TYPES(M) M(int) M(unsigned) M(double) M(void*) M(cow_String)
+// Every class of one instantiation, with the prefix "extern" for the declarations here or
+// none for the definitions in the source.
+#define ZORBAS_OMI_BLOCKED_ARRAY_CLASSES(P, T) P template class omi_BlockedArray<T>;
+#define ZORBAS_OMI_BLOCKED_ARRAY_EXTERN(T) ZORBAS_OMI_BLOCKED_ARRAY_CLASSES(extern, T)
+#define ZORBAS_OMI_BLOCKED_ARRAY_DEFINE(T) ZORBAS_OMI_BLOCKED_ARRAY_CLASSES(, T)
+ZORBAS_OMI_BLOCKED_ARRAY_TYPES(ZORBAS_OMI_BLOCKED_ARRAY_EXTERN)

@@ -2,12 +2,7 @@
 
 #include "zorbas/intsets/cow_IntMultiMapInt.h"
 
-template class omi_IntMultiMapLinkBlock<int>;
-template class omi_IntMultiMapLinkBlock<void*>;
-template class omi_IntMultiMap<int, ZORBasOmiDefaultAllocator>;
-template class omi_IntMultiMap<void*, ZORBasOmiDefaultAllocator>;
-template class omi_IntMultiMapIterator<int, ZORBasOmiDefaultAllocator>;
-template class omi_IntMultiMapIterator<void*, ZORBasOmiDefaultAllocator>;
+ZORBAS_OMI_INT_MULTI_MAP_PAIRS(ZORBAS_OMI_INT_MULTI_MAP_DEFINE)
 
 int cow_IntMultiMapInt::Count(int key) const {
     if (!IsMember(key)) return 0;

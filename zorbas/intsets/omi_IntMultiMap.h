@@ -33,7 +33,7 @@ class ZORBAS_API omi_IntMultiMapLinkBlock : public mem_AllocationOperators {
 };
 
 template <class T, class Allocator>
-class omi_IntMultiMapIterator;
+class ZORBAS_API omi_IntMultiMapIterator;
 
 template <class T, class Allocator>
 class ZORBAS_API omi_IntMultiMap : public omi_IntTable<void*, Allocator> {
@@ -276,9 +276,16 @@ void omi_IntMultiMap<T, Allocator>::ReleaseLinkBlocks(LinkBlock* block) {
     }
 }
 
-extern template class omi_IntMultiMapLinkBlock<int>;
-extern template class omi_IntMultiMapLinkBlock<void*>;
-extern template class omi_IntMultiMap<int, ZORBasOmiDefaultAllocator>;
-extern template class omi_IntMultiMap<void*, ZORBasOmiDefaultAllocator>;
-extern template class omi_IntMultiMapIterator<int, ZORBasOmiDefaultAllocator>;
-extern template class omi_IntMultiMapIterator<void*, ZORBasOmiDefaultAllocator>;
+// clang-format off
+#define ZORBAS_OMI_INT_MULTI_MAP_PAIRS(M) \
+    M(int, ZORBasOmiDefaultAllocator) M(void*, ZORBasOmiDefaultAllocator)
+// clang-format on
+// Every class of one instantiation, with the prefix "extern" for the declarations here or
+// none for the definitions in the source.
+#define ZORBAS_OMI_INT_MULTI_MAP_CLASSES(P, T, A) \
+    P template class omi_IntMultiMapLinkBlock<T>; \
+    P template class omi_IntMultiMap<T, A>;       \
+    P template class omi_IntMultiMapIterator<T, A>;
+#define ZORBAS_OMI_INT_MULTI_MAP_EXTERN(T, A) ZORBAS_OMI_INT_MULTI_MAP_CLASSES(extern, T, A)
+#define ZORBAS_OMI_INT_MULTI_MAP_DEFINE(T, A) ZORBAS_OMI_INT_MULTI_MAP_CLASSES(, T, A)
+ZORBAS_OMI_INT_MULTI_MAP_PAIRS(ZORBAS_OMI_INT_MULTI_MAP_EXTERN)

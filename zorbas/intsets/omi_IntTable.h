@@ -12,7 +12,7 @@
 #include "zorbas/intsets/omi_UintTable.h"
 
 template <class T, class Allocator>
-class omi_IntTableIterator;
+class ZORBAS_API omi_IntTableIterator;
 
 template <class T, class Allocator>
 class ZORBAS_API omi_IntTable : public mem_AllocationOperators {
@@ -170,8 +170,14 @@ omi_IntTableIterator<T, Allocator>::omi_IntTableIterator(const Table& table, Com
     }
 }
 
-#define ZORBAS_OMI_INT_TABLE_EXTERN(T, A)     \
-    extern template class omi_IntTable<T, A>; \
-    extern template class omi_IntTableIterator<T, A>;
+// Every class of one instantiation, with the prefix "extern" for the declarations here or
+// none for the definitions in the omi_Tables*.cc sources, which also define the unsigned
+// tables' classes (ZORBAS_OMI_TABLE_DEFINE).
+#define ZORBAS_OMI_INT_TABLE_CLASSES(P, T, A) \
+    P template class omi_IntTable<T, A>;      \
+    P template class omi_IntTableIterator<T, A>;
+#define ZORBAS_OMI_INT_TABLE_EXTERN(T, A) ZORBAS_OMI_INT_TABLE_CLASSES(extern, T, A)
+#define ZORBAS_OMI_TABLE_DEFINE(T, A)     \
+    ZORBAS_OMI_UINT_TABLE_CLASSES(, T, A) \
+    ZORBAS_OMI_INT_TABLE_CLASSES(, T, A)
 ZORBAS_OMI_TABLE_PAIRS(ZORBAS_OMI_INT_TABLE_EXTERN)
-#undef ZORBAS_OMI_INT_TABLE_EXTERN

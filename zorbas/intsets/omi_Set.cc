@@ -154,5 +154,4 @@ bool omi_Set<T>::Contains(const omi_Set& other) const {
     return true;
 }
 
-template class omi_Set<int>;
-template class omi_Set<unsigned>;
+ZORBAS_OMI_SET_TYPES(ZORBAS_OMI_SET_DEFINE)

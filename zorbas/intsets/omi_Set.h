@@ -50,5 +50,10 @@ class ZORBAS_API omi_Set : public mem_AllocationOperators {
     int capacity = 0;
 };
 
-extern template class omi_Set<int>;
-extern template class omi_Set<unsigned>;
+#define ZORBAS_OMI_SET_TYPES(M) M(int) M(unsigned)
+// Every class of one instantiation, with the prefix "extern" for the declarations here or
+// none for the definitions in the source.
+#define ZORBAS_OMI_SET_CLASSES(P, T) P template class omi_Set<T>;
+#define ZORBAS_OMI_SET_EXTERN(T) ZORBAS_OMI_SET_CLASSES(extern, T)
+#define ZORBAS_OMI_SET_DEFINE(T) ZORBAS_OMI_SET_CLASSES(, T)
+ZORBAS_OMI_SET_TYPES(ZORBAS_OMI_SET_EXTERN)

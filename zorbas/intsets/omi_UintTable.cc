@@ -1,7 +1,4 @@
+// The table nodes, one per element type.
 #include "zorbas/intsets/omi_UintTable.h"
 
-template struct omi_UintTableNode<int>;
-template struct omi_UintTableNode<unsigned>;
-template struct omi_UintTableNode<double>;
-template struct omi_UintTableNode<void*>;
-template struct omi_UintTableNode<cow_String>;
+ZORBAS_OMI_TABLE_NODE_TYPES(ZORBAS_OMI_TABLE_NODE_DEFINE)

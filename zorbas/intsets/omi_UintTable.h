@@ -31,7 +31,7 @@
 #include "zorbas/memory/ZORBasSrmAllocator.h"
 
 template <class T, class Allocator>
-class omi_UintTableIterator;
+class ZORBAS_API omi_UintTableIterator;
 
 // One entry of a sorted walk: the key and the address of its cell (cells never move while their
 // page lives, since a growing page table moves only the pointers to pages).
@@ -492,54 +492,46 @@ void omi_UintTableIterator<T, Allocator>::Previous() {
 // ---------------------------------------------------------------------------------------------
 // The exported pairs <T, Allocator>: every one of omi_UintTable, omi_UintTableBlock,
 // omi_UintTableIterator, omi_IntTable and omi_IntTableIterator exists for each. M(T, A) is
-// called once per pair; the four chunks let the library build them in parallel.
+// called once per pair. The four quarters are defined in the four omi_Tables*.cc sources, so
+// that the library builds them in parallel; they hold about the same number of pairs.
 
 // The lists read as tables; the formatter would rewrap them differently on every pass.
 // clang-format off
-#define ZORBAS_OMI_SRM_DECADE(M, T, tens)                                           \
-    M(T, ZORBasSrmAllocator<tens##0>)                                               \
-    M(T, ZORBasSrmAllocator<tens##1>) M(T, ZORBasSrmAllocator<tens##2>)             \
-        M(T, ZORBasSrmAllocator<tens##3>) M(T, ZORBasSrmAllocator<tens##4>)         \
-            M(T, ZORBasSrmAllocator<tens##5>) M(T, ZORBasSrmAllocator<tens##6>)     \
-                M(T, ZORBasSrmAllocator<tens##7>) M(T, ZORBasSrmAllocator<tens##8>) \
-                    M(T, ZORBasSrmAllocator<tens##9>)
-
-// int: the default, the small-block allocator and resources 0 to 29; then resources 30 to 62.
-#define ZORBAS_OMI_TABLE_PAIRS_A(M)                                      \
-    M(int, ZORBasOmiDefaultAllocator)                                    \
-    M(int, ZORBasMemSmallBlockAllocator) ZORBAS_OMI_SRM_DECADE(M, int, ) \
-        ZORBAS_OMI_SRM_DECADE(M, int, 1) ZORBAS_OMI_SRM_DECADE(M, int, 2)
-#define ZORBAS_OMI_TABLE_PAIRS_B(M)                                   \
-    ZORBAS_OMI_SRM_DECADE(M, int, 3)                                  \
-    ZORBAS_OMI_SRM_DECADE(M, int, 4) ZORBAS_OMI_SRM_DECADE(M, int, 5) \
-        M(int, ZORBasSrmAllocator<60>) M(int, ZORBasSrmAllocator<61>) \
-            M(int, ZORBasSrmAllocator<62>)
-// double: the default and resources 0 to 29; then resources 30 to 61 and the three other types.
-#define ZORBAS_OMI_TABLE_PAIRS_C(M)                                        \
-    M(double, ZORBasOmiDefaultAllocator)                                   \
-    ZORBAS_OMI_SRM_DECADE(M, double, ) ZORBAS_OMI_SRM_DECADE(M, double, 1) \
-        ZORBAS_OMI_SRM_DECADE(M, double, 2)
-#define ZORBAS_OMI_TABLE_PAIRS_D(M)                                                    \
-    ZORBAS_OMI_SRM_DECADE(M, double, 3)                                                \
-    ZORBAS_OMI_SRM_DECADE(M, double, 4) ZORBAS_OMI_SRM_DECADE(M, double, 5)            \
-        M(double, ZORBasSrmAllocator<60>) M(double, ZORBasSrmAllocator<61>)            \
-            M(unsigned, ZORBasOmiDefaultAllocator) M(void*, ZORBasOmiDefaultAllocator) \
-                M(cow_String, ZORBasOmiDefaultAllocator)
-
+// int: the default, the small-block allocator and resources 0 to 29.
+#define ZORBAS_OMI_TABLE_PAIRS_INT_LOW(M) \
+    M(int, ZORBasOmiDefaultAllocator) M(int, ZORBasMemSmallBlockAllocator) \
+    ZORBAS_SRM_DECADE(M, , int,) ZORBAS_SRM_DECADE(M, 1, int,) ZORBAS_SRM_DECADE(M, 2, int,)
+// int: resources 30 to 62.
+#define ZORBAS_OMI_TABLE_PAIRS_INT_HIGH(M) \
+    ZORBAS_SRM_DECADE(M, 3, int,) ZORBAS_SRM_DECADE(M, 4, int,) ZORBAS_SRM_DECADE(M, 5, int,) \
+    M(int, ZORBasSrmAllocator<60>) M(int, ZORBasSrmAllocator<61>) M(int, ZORBasSrmAllocator<62>)
+// double: the default and resources 0 to 29.
+#define ZORBAS_OMI_TABLE_PAIRS_DOUBLE_LOW(M) \
+    M(double, ZORBasOmiDefaultAllocator) \
+    ZORBAS_SRM_DECADE(M, , double,) ZORBAS_SRM_DECADE(M, 1, double,) \
+    ZORBAS_SRM_DECADE(M, 2, double,)
+// double: resources 30 to 61; then the three other element types.
+#define ZORBAS_OMI_TABLE_PAIRS_DOUBLE_HIGH(M) \
+    ZORBAS_SRM_DECADE(M, 3, double,) ZORBAS_SRM_DECADE(M, 4, double,) \
+    ZORBAS_SRM_DECADE(M, 5, double,) \
+    M(double, ZORBasSrmAllocator<60>) M(double, ZORBasSrmAllocator<61>) \
+    M(unsigned, ZORBasOmiDefaultAllocator) M(void*, ZORBasOmiDefaultAllocator) \
+    M(cow_String, ZORBasOmiDefaultAllocator)
 #define ZORBAS_OMI_TABLE_PAIRS(M) \
-    ZORBAS_OMI_TABLE_PAIRS_A(M)   \
-    ZORBAS_OMI_TABLE_PAIRS_B(M) ZORBAS_OMI_TABLE_PAIRS_C(M) ZORBAS_OMI_TABLE_PAIRS_D(M)
-
+    ZORBAS_OMI_TABLE_PAIRS_INT_LOW(M) ZORBAS_OMI_TABLE_PAIRS_INT_HIGH(M) \
+    ZORBAS_OMI_TABLE_PAIRS_DOUBLE_LOW(M) ZORBAS_OMI_TABLE_PAIRS_DOUBLE_HIGH(M)
+// The element types of the nodes.
+#define ZORBAS_OMI_TABLE_NODE_TYPES(M) M(int) M(unsigned) M(double) M(void*) M(cow_String)
 // clang-format on
-#define ZORBAS_OMI_UINT_TABLE_EXTERN(T, A)          \
-    extern template class omi_UintTableBlock<T, A>; \
-    extern template class omi_UintTable<T, A>;      \
-    extern template class omi_UintTableIterator<T, A>;
+// Every class of one instantiation, with the prefix "extern" for the declarations here or
+// none for the definitions in the sources; omi_IntTable.h adds the signed tables' classes.
+#define ZORBAS_OMI_UINT_TABLE_CLASSES(P, T, A) \
+    P template class omi_UintTableBlock<T, A>; \
+    P template class omi_UintTable<T, A>;      \
+    P template class omi_UintTableIterator<T, A>;
+#define ZORBAS_OMI_UINT_TABLE_EXTERN(T, A) ZORBAS_OMI_UINT_TABLE_CLASSES(extern, T, A)
+#define ZORBAS_OMI_TABLE_NODE_CLASSES(P, T) P template struct omi_UintTableNode<T>;
+#define ZORBAS_OMI_TABLE_NODE_EXTERN(T) ZORBAS_OMI_TABLE_NODE_CLASSES(extern, T)
+#define ZORBAS_OMI_TABLE_NODE_DEFINE(T) ZORBAS_OMI_TABLE_NODE_CLASSES(, T)
 ZORBAS_OMI_TABLE_PAIRS(ZORBAS_OMI_UINT_TABLE_EXTERN)
-#undef ZORBAS_OMI_UINT_TABLE_EXTERN
-
-extern template struct omi_UintTableNode<int>;
-extern template struct omi_UintTableNode<unsigned>;
-extern template struct omi_UintTableNode<double>;
-extern template struct omi_UintTableNode<void*>;
-extern template struct omi_UintTableNode<cow_String>;
+ZORBAS_OMI_TABLE_NODE_TYPES(ZORBAS_OMI_TABLE_NODE_EXTERN)

@@ -21,6 +21,4 @@ bool ZORBasSrmBase::m_initialized = false;
 template <int N>
 ZORBasCamPool* ZORBasSrmAllocator<N>::s_pool = nullptr;
 
-#define ZORBAS_SRM_INSTANTIATE(n) template class ZORBasSrmAllocator<n>;
-ZORBAS_SRM_FOR_ALL(ZORBAS_SRM_INSTANTIATE)
-#undef ZORBAS_SRM_INSTANTIATE
+ZORBAS_SRM_ALLOCATORS(ZORBAS_SRM_DEFINE)

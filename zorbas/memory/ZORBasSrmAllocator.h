@@ -118,21 +118,27 @@ class ZORBAS_API ZORBasSrmAllocator {
     static ZORBasCamPool* s_pool;
 };
 
-// Calls M(N) for each resource index 0 to 9 + 10 * tens (tens empty for 0 to 9), so that the
-// instantiation lists below and the integer tables' lists are written once.
+// The resource decades, written once for every list that runs over the resources: calls
+// M(LEAD ZORBasSrmAllocator<N>) for N = 0 to 9 + 10 * tens (tens empty for 0 to 9). LEAD is the
+// leading arguments of M, each followed by its comma ("int," for the integer tables' pairs), or
+// nothing for the allocators themselves.
 // The lists read as tables; the formatter would rewrap them differently on every pass.
 // clang-format off
-#define ZORBAS_SRM_DECADE(M, tens)                                                          \
-    M(tens##0)                                                                              \
-    M(tens##1) M(tens##2) M(tens##3) M(tens##4) M(tens##5) M(tens##6) M(tens##7) M(tens##8) \
-        M(tens##9)
-#define ZORBAS_SRM_FOR_0_TO_59(M)                                           \
-    ZORBAS_SRM_DECADE(M, )                                                  \
-    ZORBAS_SRM_DECADE(M, 1) ZORBAS_SRM_DECADE(M, 2) ZORBAS_SRM_DECADE(M, 3) \
-        ZORBAS_SRM_DECADE(M, 4) ZORBAS_SRM_DECADE(M, 5)
-#define ZORBAS_SRM_FOR_ALL(M) ZORBAS_SRM_FOR_0_TO_59(M) M(60) M(61) M(62) M(63) M(64) M(-1)
-
+#define ZORBAS_SRM_DECADE(M, tens, ...) \
+    M(__VA_ARGS__ ZORBasSrmAllocator<tens##0>) M(__VA_ARGS__ ZORBasSrmAllocator<tens##1>) \
+    M(__VA_ARGS__ ZORBasSrmAllocator<tens##2>) M(__VA_ARGS__ ZORBasSrmAllocator<tens##3>) \
+    M(__VA_ARGS__ ZORBasSrmAllocator<tens##4>) M(__VA_ARGS__ ZORBasSrmAllocator<tens##5>) \
+    M(__VA_ARGS__ ZORBasSrmAllocator<tens##6>) M(__VA_ARGS__ ZORBasSrmAllocator<tens##7>) \
+    M(__VA_ARGS__ ZORBasSrmAllocator<tens##8>) M(__VA_ARGS__ ZORBasSrmAllocator<tens##9>)
+#define ZORBAS_SRM_ALLOCATORS(M) \
+    ZORBAS_SRM_DECADE(M, ) ZORBAS_SRM_DECADE(M, 1) ZORBAS_SRM_DECADE(M, 2) \
+    ZORBAS_SRM_DECADE(M, 3) ZORBAS_SRM_DECADE(M, 4) ZORBAS_SRM_DECADE(M, 5) \
+    M(ZORBasSrmAllocator<60>) M(ZORBasSrmAllocator<61>) M(ZORBasSrmAllocator<62>) \
+    M(ZORBasSrmAllocator<63>) M(ZORBasSrmAllocator<64>) M(ZORBasSrmAllocator<-1>)
 // clang-format on
-#define ZORBAS_SRM_EXTERN(n) extern template class ZORBasSrmAllocator<n>;
-ZORBAS_SRM_FOR_ALL(ZORBAS_SRM_EXTERN)
-#undef ZORBAS_SRM_EXTERN
+// Every class of one instantiation, with the prefix "extern" for the declarations here or
+// none for the definitions in the source.
+#define ZORBAS_SRM_CLASSES(P, A) P template class A;
+#define ZORBAS_SRM_EXTERN(A) ZORBAS_SRM_CLASSES(extern, A)
+#define ZORBAS_SRM_DEFINE(A) ZORBAS_SRM_CLASSES(, A)
+ZORBAS_SRM_ALLOCATORS(ZORBAS_SRM_EXTERN)
