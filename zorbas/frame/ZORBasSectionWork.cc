@@ -8,6 +8,8 @@
 #include "zorbas/errors/ZORBasUtlException.h"
 #include "zorbas/frame/ZORBas_SingletonRegistry.h"
 #include "zorbas/frame/omi_AlertListener.h"
+#include "zorbas/monitor/bcu_ResourceMonitor.h"
+#include "zorbas/os/ZORBasUtlIOStats.h"
 
 void ZORBasUtils_startWork() {
     ZORBasUtlExceptionModel::setBehavior(new ZORBasUtlExcDefaultFactory);
@@ -17,6 +19,9 @@ void ZORBasUtils_startWork() {
 void ZORBasUtils_endWork() {
     ZORBasUtlExceptionModel::setBehavior(nullptr);
     omi_SingletonBase<ZORBasUtlExcModelSingleton>::Finalize();
+    // The monitor writes its last row and timer summary as it ends, with the I/O totals still up.
+    omi_SingletonBase<bcu_ResourceMonitor>::Finalize();
+    omi_SingletonBase<ZORBasUtlIOStats>::Finalize();
     omi_SingletonBase<ZORBas_SingletonRegistry>::Finalize();
 }
 
