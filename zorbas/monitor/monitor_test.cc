@@ -2,12 +2,14 @@
 // and directory, marks and times, and ends the way a job ends (the library's end writes the last
 // row and the summary); the parent reads the files back.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <sstream>
@@ -82,6 +84,25 @@ class MonitorJob : public ::testing::Test {
     pid_t childPid = 0;
 };
 
+// One /proc reading of what a row reports: VmHWM, VmRSS, VmPeak (KB), page faults, syscr, syscw.
+std::vector<long long> ProcProbe() {
+    std::vector<long long> v(6, 0);
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        for (auto [key, at] : {std::pair{"VmHWM:", 0}, {"VmRSS:", 1}, {"VmPeak:", 2}})
+            if (line.starts_with(key)) v[at] = std::stoll(line.substr(std::strlen(key)));
+    }
+    rusage ru{};
+    getrusage(RUSAGE_SELF, &ru);
+    v[3] = ru.ru_minflt + ru.ru_majflt;
+    std::ifstream io("/proc/self/io");
+    for (std::string line; std::getline(io, line);) {
+        if (line.starts_with("syscr:")) v[4] = std::stoll(line.substr(6));
+        if (line.starts_with("syscw:")) v[5] = std::stoll(line.substr(6));
+    }
+    return v;
+}
+
 const char* kHeader =
     "!Phase,Wall,Mark,UserCPU,SysCPU,WSPEAK,WORKSPACE,CPU,QuotaPeakPagePool,QPagePool,QNPPP,QNPP,"
     "PageFaults,PeakPageFile,Handles,VirtBytes,VirtBytesPeakPID,0,Footprint,MaxFP,Read,Write,"
@@ -95,7 +116,11 @@ TEST_F(MonitorJob, FullModeWritesTheHeaderFactsRowsAndTheEndSummary) {
             m.RegisterCmdLine(JobInDir);
             m.Initialize("pre", 0);
             std::vector<char> touch(64 << 20, 1);  // raises the peak working set
+            std::vector<long long> before = ProcProbe();
             m.Mark("a_mark_of_exactly_forty_one_characters_xx");
+            std::vector<long long> after = ProcProbe();
+            std::ofstream probe(g_dir + "/probe");
+            for (size_t i = 0; i < before.size(); ++i) probe << before[i] << ' ' << after[i] << '\n';
             m.IniTimer(0, "solve");
             m.StartTimer(0);
             m.StopTimer(0);
@@ -135,7 +160,20 @@ TEST_F(MonitorJob, FullModeWritesTheHeaderFactsRowsAndTheEndSummary) {
     EXPECT_EQ(mark[2], "a_mark_of_exactly_forty_one_characters_xx")
         << "full mode keeps marks whole";
     EXPECT_GE(std::stoll(mark[5]), 64 * 1024) << "WSPEAK (VmHWM, KB) counts the touched 64 MB";
-    EXPECT_GE(std::stoll(mark[5]), std::stoll(mark[6])) << "peak at least the working set";
+    // Each column lies between the /proc readings the child took just before and after the mark.
+    std::ifstream probe(g_dir + "/probe");
+    const struct {
+        int column;
+        const char* name;
+    } kProbed[] = {{5, "WSPEAK"}, {6, "WORKSPACE"}, {13, "PeakPageFile"}, {12, "PageFaults"},
+                   {21, "Read"}, {22, "Write"}};
+    for (const auto& c : kProbed) {
+        long long lo = 0, hi = 0;
+        ASSERT_TRUE(probe >> lo >> hi) << "the child's probe file";
+        long long v = std::stoll(mark[c.column]);
+        EXPECT_GE(v, lo) << c.name;
+        EXPECT_LE(v, hi) << c.name;
+    }
 
     // The end: the end mark, the header again, a blank line, and the summary.
     size_t end = 8;
