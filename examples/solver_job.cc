@@ -21,6 +21,8 @@
 #include "zorbas/machine/ZORBasMachineInfo.h"
 #include "zorbas/memory/ZORBasSrmAllocator.h"
 #include "zorbas/monitor/bcu_ResourceMonitor.h"
+#include "zorbas/os/ZORBasCommandLine.h"
+#include "zorbas/os/ZORBasOmniProcessInfo.h"
 #include "zorbas/spatial/omi_Octree.h"
 
 namespace {
@@ -192,6 +194,18 @@ void Timed(bcu_ResourceMonitor& monitor, int id, const char* name, Step step) {
     monitor.Mark(name);
 }
 
+// Who this rank is: the names its report files will carry, and its command line.
+void Identity() {
+    ZORBasOmniProcessInfo::Initialize();
+    std::printf("identity: %s (pid %d, rank %02d) from %s\n", ZORBasOmniProcessInfo::ExeName(),
+                ZORBasOmniProcessInfo::ProcessId(), ZORBasOmniProcessInfo::Rank(),
+                ZORBasOmniProcessInfo::ExePath());
+    ZORBasGetCommandArgs args;
+    std::printf("identity: command line of %d argument(s):", args.Argc());
+    for (int i = 0; i < args.Argc(); ++i) std::printf(" '%s'", args.Argv()[i]);
+    std::printf("\n");
+}
+
 }  // namespace
 
 int main() {
@@ -201,12 +215,13 @@ int main() {
     // The usage table: with VEL_RESOURCE_MONITOR set, every mark writes a row to <job>.use.
     ZORBasErrorStack::SetJobname("plate_impact");  // files of the job are named after it
     bcu_ResourceMonitor& monitor = bcu_ResourceMonitor::Instance();
-    const char* rankText = std::getenv("PMI_RANK");
-    monitor.Initialize("pre", rankText ? std::atoi(rankText) : 0);
+    ZORBasOmniProcessInfo::Initialize();
+    monitor.Initialize("pre", ZORBasOmniProcessInfo::Rank());
     if (monitor.Enabled())
         std::printf("monitor: marks and timers go to %s\n", monitor.UsePath().CStr());
     else
         std::printf("monitor: VEL_RESOURCE_MONITOR is unset; marks go to the phase tracker only\n");
+    Identity();
     Machine();
     Mesh mesh{20};
     Timed(monitor, 0, "strings", [] {

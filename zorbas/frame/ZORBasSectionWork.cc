@@ -10,6 +10,7 @@
 #include "zorbas/frame/omi_AlertListener.h"
 #include "zorbas/monitor/bcu_ResourceMonitor.h"
 #include "zorbas/os/ZORBasUtlIOStats.h"
+#include "zorbas/os/ZORBasFilStracePhase.h"
 
 void ZORBasUtils_startWork() {
     ZORBasUtlExceptionModel::setBehavior(new ZORBasUtlExcDefaultFactory);
@@ -36,3 +37,5 @@ void ZORBasOmni_startWork() {
 }
 
 void ZORBasOmni_endWork() { omi_SingletonBase<omi_AlertListener>::Finalize(); }
+
+void ZORBasFil_endWork() { ZORBasAtiGlobalSingleton<ZORBasFilStracePhase::Impl>::Finalize(); }

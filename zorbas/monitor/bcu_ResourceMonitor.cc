@@ -15,6 +15,7 @@
 #include "companions/alloc/ZORBasPhaseTracker.h"
 #include "companions/coreutils/ZORBasPrfAnalysis.h"
 #include "zorbas/base/ZORBasAtiGlobalSingleton.h"
+#include "zorbas/base/ZORBasUtlSystem.h"
 #include "zorbas/machine/ZORBasMachineInfo.h"
 #include "zorbas/memory/ZORBasSrmAllocator.h"
 #include "zorbas/monitor/omi_Time.h"
@@ -48,9 +49,6 @@ unsigned long long ProcValue(const char* text, const char* key) {
     while (*at == ' ' || *at == '\t' || *at == ':') ++at;
     return std::strtoull(at, nullptr, 10);
 }
-
-// The heap test's answer for a sound heap.
-constexpr int kSoundHeap = -2;
 
 bool IsRunStart(const cow_String& phase) { return phase == "pre" || phase == "RunSolver"; }
 
@@ -195,10 +193,7 @@ void bcu_ResourceMonitor::Initialize(const char* phase, int rank) {
     // 7: job name and directory.
     if (m_commandLine) m_commandLine(m_job, m_directory);
     if (m_job.Length() == 0) m_job = "test";
-    if (m_directory.Length() == 0) {
-        char cwd[4096];
-        m_directory = getcwd(cwd, sizeof cwd) ? cwd : ".";
-    }
+    if (m_directory.Length() == 0) m_directory = ZORBasUtlgetcwd();
 
     // 8: the names, each piece at most 100 bytes.
     char job[101];
@@ -369,7 +364,7 @@ void bcu_ResourceMonitor::Mark(const char* mark) {
             std::fprintf(m_use, " %40.40s", ShortenedMark(mark, m_full).CStr());
         else
             std::fprintf(m_use, " %s", mark);
-        if (m_heapCheck && mem_HeapCheck() != kSoundHeap) std::fputs(" HEAP_CORRUPTED ", m_use);
+        if (m_heapCheck && mem_HeapCheck() != mem_HEAPOK) std::fputs(" HEAP_CORRUPTED ", m_use);
 
         if (!m_dlMallinfo) {
             std::fprintf(m_use,
@@ -383,12 +378,9 @@ void bcu_ResourceMonitor::Mark(const char* mark) {
                          static_cast<long long>(io.writeOperations));
         } else {
             mem_DLMallinfoType dl = mem_DLMallinfo();
-            size_t words[8];
-            static_assert(sizeof words == sizeof dl, "the mallinfo record is eight words");
-            std::memcpy(words, &dl, sizeof words);
-            double system = static_cast<double>(words[0] + words[2]) / 1024;
-            double inUse = static_cast<double>(words[4]) / 1024;
-            double free = static_cast<double>(words[5]) / 1024;
+            double system = static_cast<double>(dl.Word(0) + dl.Word(2)) / 1024;
+            double inUse = static_cast<double>(dl.Word(4)) / 1024;
+            double free = static_cast<double>(dl.Word(5)) / 1024;
             size_t a = 0, b = 0, c = 0;
             if (m_memory) m_memory(a, b, c);
             std::fprintf(m_use,

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +21,7 @@
 #include "zorbas/monitor/bcu_ResourceMonitor.h"
 #include "zorbas/monitor/omi_Timer.h"
 #include "zorbas/monitor/omi_complex.h"
+#include "zorbas/os/ZORBasFile.h"
 #include "zorbas/os/ZORBasUtlIOStats.h"
 
 namespace {
@@ -120,7 +122,8 @@ TEST_F(MonitorJob, FullModeWritesTheHeaderFactsRowsAndTheEndSummary) {
             m.Mark("a_mark_of_exactly_forty_one_characters_xx");
             std::vector<long long> after = ProcProbe();
             std::ofstream probe(g_dir + "/probe");
-            for (size_t i = 0; i < before.size(); ++i) probe << before[i] << ' ' << after[i] << '\n';
+            for (size_t i = 0; i < before.size(); ++i)
+                probe << before[i] << ' ' << after[i] << '\n';
             m.IniTimer(0, "solve");
             m.StartTimer(0);
             m.StopTimer(0);
@@ -165,8 +168,8 @@ TEST_F(MonitorJob, FullModeWritesTheHeaderFactsRowsAndTheEndSummary) {
     const struct {
         int column;
         const char* name;
-    } kProbed[] = {{5, "WSPEAK"}, {6, "WORKSPACE"}, {13, "PeakPageFile"}, {12, "PageFaults"},
-                   {21, "Read"}, {22, "Write"}};
+    } kProbed[] = {{5, "WSPEAK"},      {6, "WORKSPACE"}, {13, "PeakPageFile"},
+                   {12, "PageFaults"}, {21, "Read"},     {22, "Write"}};
     for (const auto& c : kProbed) {
         long long lo = 0, hi = 0;
         ASSERT_TRUE(probe >> lo >> hi) << "the child's probe file";
@@ -341,6 +344,13 @@ TEST_F(MonitorJob, FileTrafficShowsInTheSimColumnsAndTheIoTable) {
         ZORBasUtlIOStats::RecordWrite(5, 8, "out.res", 4096, 4096, 0.25);
         ZORBasUtlIOStats::RecordWrite(5, 8, "out.res", 10, 10, 0.25);
         m.Mark("io");
+        // A file of the job feeds the same counters through its reads and writes.
+        std::vector<char> bytes(100000, 'x');
+        ZORBasFile f;
+        if (f.OpenWrite("data.bin", ZORBasFileBase::SharingDefault) != 0) std::exit(5);
+        if (f.Write(bytes.data(), bytes.size()) != 0 || f.Seek(0) != 0) std::exit(6);
+        if (f.Read(bytes.data(), 70000) != 0) std::exit(7);
+        f.Close();
     });
     std::vector<std::string> l = Lines("job.use");
     std::vector<std::string> row;
@@ -366,9 +376,22 @@ TEST_F(MonitorJob, FileTrafficShowsInTheSimColumnsAndTheIoTable) {
     auto files = std::find_if(io.begin(), io.end(),
                               [](const std::string& s) { return s.starts_with("!File,"); });
     ASSERT_NE(files, io.end());
-    ASSERT_EQ(io.end() - files, 3) << "a row per file at the end";
-    EXPECT_TRUE(files[1].starts_with("deck.inp 5 7 1 ")) << files[1];
-    EXPECT_TRUE(files[2].starts_with("out.res 5 8 0 ")) << files[2];
+    ASSERT_EQ(io.end() - files, 4) << "a row per file at the end";
+    std::vector<std::string> data;
+    for (auto row = files + 1; row != io.end(); ++row)
+        if (row->starts_with("data.bin ")) data = Fields(*row);
+    ASSERT_EQ(data.size(), 11u) << "the file the job wrote has its row";
+    EXPECT_EQ(data[3], "1") << "one read";
+    EXPECT_EQ(data[5], "70000");
+    EXPECT_EQ(data[6], "70000");
+    EXPECT_EQ(data[7], "1") << "one write";
+    EXPECT_EQ(data[9], "100000");
+    EXPECT_EQ(data[10], "100000");
+    EXPECT_EQ(std::count(io.begin(), io.end(), io[0]), 1) << "one totals header";
+    EXPECT_TRUE(std::any_of(files + 1, io.end(),
+                            [](const std::string& r) { return r.starts_with("deck.inp 5 7 1 "); }));
+    EXPECT_TRUE(std::any_of(files + 1, io.end(),
+                            [](const std::string& r) { return r.starts_with("out.res 5 8 0 "); }));
 }
 
 TEST(MonitorParts, TimerHoldsWhenStoppedAndComplexDividesWithoutOverflow) {
