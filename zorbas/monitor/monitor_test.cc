@@ -19,6 +19,7 @@
 
 #include "companions/alloc/ZORBasPhaseTracker.h"
 #include "zorbas/monitor/bcu_ResourceMonitor.h"
+#include "zorbas/monitor/omi_Time.h"
 #include "zorbas/monitor/omi_Timer.h"
 #include "zorbas/monitor/omi_complex.h"
 #include "zorbas/os/ZORBasFile.h"
@@ -408,6 +409,16 @@ TEST(MonitorParts, TimerHoldsWhenStoppedAndComplexDividesWithoutOverflow) {
     EXPECT_GT(t.Elapsed(), held) << "a restart goes on from the time gathered";
     t.Reset();
     EXPECT_EQ(t.Elapsed(), 0.0);
+
+    // The time of day agrees with the C library's local time, to the second.
+    time_t now = time(nullptr);
+    tm local{};
+    localtime_r(&now, &local);
+    double expected = local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec;
+    double day = omi_Time::LocalSecondsOfDay();
+    EXPECT_TRUE(std::fabs(day - expected) < 2.0 || std::fabs(day - expected) > 86398.0)
+        << day << " against " << expected;
+    EXPECT_LE(omi_Time::LocalWholeSecondsOfDay() - static_cast<int32_t>(day), 1);
 
     omi_complex big(1e300, 1e300);
     omi_complex q = big / omi_complex(1e300, 1e300);

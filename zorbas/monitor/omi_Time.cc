@@ -11,25 +11,36 @@ void omi_Time::ProcessTimes(double& user, double& system) {
 }
 
 namespace {
-tm LocalNow(long* milliseconds) {
-    timespec ts{};
-    clock_gettime(CLOCK_REALTIME, &ts);
-    tm local{};
-    localtime_r(&ts.tv_sec, &local);
-    if (milliseconds) *milliseconds = ts.tv_nsec / 1000000;
-    return local;
-}
+
+// The local time of day from the realtime clock and the zone's offset, which localtime_r finds
+// (a stat of the zone file each call) once a minute: a timer reads the time of day twice per
+// pair, and a zone changes its offset only on a minute boundary.
+struct LocalClock {
+    time_t validUntil = 0;
+    long offset = 0;
+
+    double SecondsOfDay(bool withMilliseconds) {
+        timespec ts{};
+        clock_gettime(CLOCK_REALTIME, &ts);
+        if (ts.tv_sec >= validUntil) {
+            tm local{};
+            localtime_r(&ts.tv_sec, &local);
+            offset = local.tm_gmtoff;
+            validUntil = ts.tv_sec - ts.tv_sec % 60 + 60;
+        }
+        long day = static_cast<long>((ts.tv_sec + offset) % 86400);
+        if (day < 0) day += 86400;
+        return withMilliseconds ? day + (ts.tv_nsec / 1000000) / 1000.0 : static_cast<double>(day);
+    }
+};
+thread_local LocalClock t_clock;
+
 }  // namespace
 
-double omi_Time::LocalSecondsOfDay() {
-    long ms = 0;
-    tm t = LocalNow(&ms);
-    return t.tm_hour * 3600.0 + t.tm_min * 60.0 + t.tm_sec + ms / 1000.0;
-}
+double omi_Time::LocalSecondsOfDay() { return t_clock.SecondsOfDay(true); }
 
 int32_t omi_Time::LocalWholeSecondsOfDay() {
-    tm t = LocalNow(nullptr);
-    return t.tm_hour * 3600 + t.tm_min * 60 + t.tm_sec;
+    return static_cast<int32_t>(t_clock.SecondsOfDay(false));
 }
 
 int64_t omi_Time::CalendarSeconds() {
