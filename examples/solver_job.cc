@@ -1,12 +1,13 @@
 // The demonstration job: what a solver rank does with the base library, end to end, printing
 // what it did. It grows with the library.
 #include <cerrno>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 
 #include <cmath>
 #include <vector>
 
+#include "companions/alloc/ZORBasErrorStack.h"
 #include "companions/alloc/mem_Malloc.h"
 #include "zorbas/cow/cow_COW.h"
 #include "zorbas/cow/cow_List.h"
@@ -16,12 +17,15 @@
 #include "zorbas/frame/ZORBasShared.h"
 #include "zorbas/intsets/omi_BlkBitVect.h"
 #include "zorbas/intsets/omi_UintTable.h"
+#include "zorbas/machine/ZORBasCpuTopology.h"
+#include "zorbas/machine/ZORBasMachineInfo.h"
 #include "zorbas/machine/ZORBasUtlVersion.h"
-#include "zorbas/os/ZORBasUtlFilePath.h"
-#include "zorbas/os/ZORBasUtlUrlParser.h"
 #include "zorbas/memory/ZORBasSrmAllocator.h"
+#include "zorbas/monitor/bcu_ResourceMonitor.h"
 #include "zorbas/os/ZORBasCommandLine.h"
 #include "zorbas/os/ZORBasOmniProcessInfo.h"
+#include "zorbas/os/ZORBasUtlFilePath.h"
+#include "zorbas/os/ZORBasUtlUrlParser.h"
 #include "zorbas/spatial/omi_Octree.h"
 #include "zorbas/text/ZORBasUtlNumFormat.h"
 #include "zorbas/text/rgx_Regex.h"
@@ -174,6 +178,27 @@ void Failures() {
     }
 }
 
+// The machine the rank runs on, as the usage table's header and a report name it.
+void Machine() {
+    std::printf("machine: %s, %s, %u of %u processors usable, %zu MB\n",
+                ZORBasMachineInfo::HostName(), ZORBasMachineInfo::ProcessorName(),
+                ZORBasMachineInfo::UsableProcessors(), ZORBasMachineInfo::OnlineProcessors(),
+                ZORBasMachineInfo::PhysicalMemory() >> 20);
+    std::printf("machine: CPUID gives %u package(s), %u core(s), %u logical processor(s)\n",
+                GetSysProcessorPackageCount(), GetSysProcessorCoreCount(),
+                GetSysLogicalProcessorCount());
+}
+
+// Runs one step of the job between a started and stopped timer, and marks its end.
+template <class Step>
+void Timed(bcu_ResourceMonitor& monitor, int id, const char* name, Step step) {
+    monitor.IniTimer(id, name);
+    monitor.StartTimer(id);
+    step();
+    monitor.StopTimer(id);
+    monitor.Mark(name);
+}
+
 // Who this rank is: the names its report files will carry, and its command line.
 void Identity() {
     ZORBasOmniProcessInfo::Initialize();
@@ -228,17 +253,29 @@ int main() {
     int use = 0;
     ZORBasShared_initialize(use);  // nests inside the start done at load
     std::printf("library: started (nested start added %d sections)\n", use);
+    // The usage table: with VEL_RESOURCE_MONITOR set, every mark writes a row to <job>.use.
+    ZORBasErrorStack::SetJobname("plate_impact");  // files of the job are named after it
+    bcu_ResourceMonitor& monitor = bcu_ResourceMonitor::Instance();
+    ZORBasOmniProcessInfo::Initialize();
+    monitor.Initialize("pre", ZORBasOmniProcessInfo::Rank());
+    if (monitor.Enabled())
+        std::printf("monitor: marks and timers go to %s\n", monitor.UsePath().CStr());
+    else
+        std::printf("monitor: VEL_RESOURCE_MONITOR is unset; marks go to the phase tracker only\n");
     Identity();
     VersionAndNumbers();
-    Strings();
-    Handles();
-    Lists();
+    Machine();
     Mesh mesh{20};
-    MeshIds(mesh);
-    Contact(mesh);
-    TimeHistory();
-    Failures();
-    PathsAndPatterns();
+    Timed(monitor, 0, "strings", [] {
+        Strings();
+        Handles();
+    });
+    Timed(monitor, 1, "lists", Lists);
+    Timed(monitor, 2, "mesh-ids", [&mesh] { MeshIds(mesh); });
+    Timed(monitor, 3, "contact", [&mesh] { Contact(mesh); });
+    Timed(monitor, 4, "time-history", TimeHistory);
+    Timed(monitor, 5, "failures", Failures);
+    Timed(monitor, 6, "paths", PathsAndPatterns);
     std::printf("memory: tracked heap holds %zu bytes, peak %zu\n", mem_Footprint(),
                 mem_MaxFootprint());
     ZORBasShared_finalize(use);

@@ -9,8 +9,10 @@
 #include "zorbas/frame/ZORBas_SingletonRegistry.h"
 #include "zorbas/frame/omi_AlertListener.h"
 #include "zorbas/machine/ZORBasUtlVersion.h"
+#include "zorbas/monitor/bcu_ResourceMonitor.h"
 #include "zorbas/os/ZORBasFilStracePhase.h"
 #include "zorbas/os/ZORBasOmniProcessInfo.h"
+#include "zorbas/os/ZORBasUtlIOStats.h"
 #include "zorbas/text/rgx_Regex.h"
 
 void ZORBasUtils_startWork() {
@@ -28,6 +30,9 @@ void ZORBasUtils_endWork() {
     omi_SingletonBase<ZORBasUtlVersion>::Finalize();
     ZORBasUtlExceptionModel::setBehavior(nullptr);
     omi_SingletonBase<ZORBasUtlExcModelSingleton>::Finalize();
+    // The monitor writes its last row and timer summary as it ends, with the I/O totals still up.
+    omi_SingletonBase<bcu_ResourceMonitor>::Finalize();
+    omi_SingletonBase<ZORBasUtlIOStats>::Finalize();
     omi_SingletonBase<ZORBas_SingletonRegistry>::Finalize();
 }
 

@@ -75,6 +75,7 @@ class ZORBAS_API ZORBasFile : public ZORBasFileBase {
   private:
     void SetName(const char* name);
     int Open(const char* name, int flags, bool truncate, bool shareRead, bool shareWrite);
+    int WriteSteps(const void* buffer, const size_t& bytes);
 
     ZORString m_name;
     int m_handle = 0;  // a descriptor, 0 when closed (a descriptor 0 is moved higher)
