@@ -122,30 +122,32 @@ void ZORBasUtlBackingStore::MemoryItem::Seek(long position) {
             .Throw(STORE_FILE, __LINE__);
 }
 
-void ZORBasUtlBackingStore::MemoryItem::Read(char* buffer, size_t bytes) {
+namespace {
+// Moves all `bytes` with `transfer` (a read or a write of the file), resuming after a partial
+// transfer or an interrupt; a failure throws `Failed`, a transfer of nothing `Short`.
+template <class Failed, class Short, class Transfer>
+void TransferAll(char* buffer, size_t bytes, Transfer transfer) {
     while (bytes > 0) {
-        ssize_t got = scratch::Read(mFile, buffer, bytes);
-        if (got < 0) {
+        ssize_t done = transfer(buffer, bytes);
+        if (done < 0) {
             if (errno == EINTR) continue;
-            ZORBasUtlReadError(ZORBasSystemError(errno)).Throw(STORE_FILE, __LINE__);
+            Failed(ZORBasSystemError(errno)).Throw(STORE_FILE, __LINE__);
         }
-        if (got == 0) ZORBasUtlShortRead().Throw(STORE_FILE, __LINE__);
-        buffer += got;
-        bytes -= static_cast<size_t>(got);
+        if (done == 0) Short().Throw(STORE_FILE, __LINE__);
+        buffer += done;
+        bytes -= static_cast<size_t>(done);
     }
+}
+}  // namespace
+
+void ZORBasUtlBackingStore::MemoryItem::Read(char* buffer, size_t bytes) {
+    TransferAll<ZORBasUtlReadError, ZORBasUtlShortRead>(
+        buffer, bytes, [this](char* b, size_t n) { return scratch::Read(mFile, b, n); });
 }
 
 void ZORBasUtlBackingStore::MemoryItem::Write(char* buffer, size_t bytes) {
-    while (bytes > 0) {
-        ssize_t put = scratch::Write(mFile, buffer, bytes);
-        if (put < 0) {
-            if (errno == EINTR) continue;
-            ZORBasUtlWriteError(ZORBasSystemError(errno)).Throw(STORE_FILE, __LINE__);
-        }
-        if (put == 0) ZORBasUtlShortWrite().Throw(STORE_FILE, __LINE__);
-        buffer += put;
-        bytes -= static_cast<size_t>(put);
-    }
+    TransferAll<ZORBasUtlWriteError, ZORBasUtlShortWrite>(
+        buffer, bytes, [this](char* b, size_t n) { return scratch::Write(mFile, b, n); });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -217,26 +219,28 @@ void ZORBasUtlBackingStore::Create(int newId, size_t size) {
     mItemMap.emplace(newId, item);
 }
 
+void ZORBasUtlBackingStore::Bring(MemoryItem* item) {
+    item->Allocate();
+    mInMemory += item->AllocSize();
+    if (!item->mStoreAllocated) {
+        item->Zero();
+        return;
+    }
+    try {
+        item->Load();
+    } catch (...) {
+        // The file keeps the block; it stays purged.
+        mInMemory -= item->AllocSize();
+        item->Delete();
+        throw;
+    }
+}
+
 void* ZORBasUtlBackingStore::Access(int id) {
     Guard guard(*mStoreLock);
     MemoryItem* item = Find(id);
     Pin(item);
-    if (!item->mData) {
-        item->Allocate();
-        mInMemory += item->AllocSize();
-        if (item->mStoreAllocated) {
-            try {
-                item->Load();
-            } catch (...) {
-                // The file keeps the block; it stays purged.
-                mInMemory -= item->AllocSize();
-                item->Delete();
-                throw;
-            }
-        } else {
-            item->Zero();
-        }
-    }
+    if (!item->mData) Bring(item);
     if (mInMemory > mMemoryLimit) Purge();
     item->mDirty = true;
     return item->mData;
@@ -248,15 +252,7 @@ const void* ZORBasUtlBackingStore::AccessConst(int id) {
     Pin(item);
     if (!item->mData) {
         STORE_ASSERT(item->mStoreAllocated, "item->mStoreAllocated");
-        item->Allocate();
-        mInMemory += item->AllocSize();
-        try {
-            item->Load();
-        } catch (...) {
-            mInMemory -= item->AllocSize();
-            item->Delete();
-            throw;
-        }
+        Bring(item);
     }
     if (mInMemory > mMemoryLimit) Purge();
     return item->mData;

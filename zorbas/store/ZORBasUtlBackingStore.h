@@ -98,6 +98,8 @@ class ZORBAS_API ZORBasUtlBackingStore : public mem_AllocationOperators {
     void Activate(MemoryItem* item);
     void Purge();
     MemoryItem* Find(int id);
+    // Gives a block without memory its memory: read from the file, or zeros when it has no place.
+    void Bring(MemoryItem* item);
 
     using ItemMap = std::map<int, MemoryItem*, std::less<int>,
                              ZORBasMemStdAllocator<std::pair<const int, MemoryItem*>>>;

@@ -32,22 +32,23 @@ void uts_UnitTestSuite::addTestContainer(container** list, uts_UnitTest* test) {
     *end = c;
 }
 
-void uts_UnitTestSuite::addTestClass(const char* name, uts_UnitTest* test) {
-    ZORBAS_FATAL_ASSERT(test, UTS_SUITE_FILE, 61);
+void uts_UnitTestSuite::addClass(const char* name, uts_UnitTest* test, container** list,
+                                 int* count) {
     if (m_handler) test->setExceptionHandler(m_handler);
     if (m_monitor) test->setUnitTestMonitor(m_monitor);
     test->setTestName(name);
-    addTestContainer(&m_unitTests, test);
-    ++m_unitCount;
+    addTestContainer(list, test);
+    ++*count;
+}
+
+void uts_UnitTestSuite::addTestClass(const char* name, uts_UnitTest* test) {
+    ZORBAS_FATAL_ASSERT(test, UTS_SUITE_FILE, 61);
+    addClass(name, test, &m_unitTests, &m_unitCount);
 }
 
 void uts_UnitTestSuite::addTestClass(const char* name, uts_PerformanceUnitTest* perf) {
     ZORBAS_FATAL_ASSERT(perf, UTS_SUITE_FILE, 81);
-    if (m_handler) perf->setExceptionHandler(m_handler);
-    if (m_monitor) perf->setUnitTestMonitor(m_monitor);
-    perf->setTestName(name);
-    addTestContainer(&m_perfTests, perf);
-    ++m_perfCount;
+    addClass(name, perf, &m_perfTests, &m_perfCount);
 }
 
 void uts_UnitTestSuite::createSimpleArgs(container* c, char* program) {

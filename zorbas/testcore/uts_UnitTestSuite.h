@@ -32,6 +32,7 @@ class ZORBAS_API uts_UnitTestSuite : public mem_AllocationOperators {
     void addTestContainer(container** list, uts_UnitTest* test);
     void deleteTests(container** list);
     void createSimpleArgs(container* c, char* program);
+    void addClass(const char* name, uts_UnitTest* test, container** list, int* count);
 
     container* m_unitTests = nullptr;
     container* m_perfTests = nullptr;
