@@ -74,6 +74,33 @@ struct ZORBasCamCacheManager::Impl {
         }
         return victims;
     }
+
+    // Frees the items Choose took out, outside the lock; RemoveItem of one of them waits here.
+    size_t FreeChosen(const std::vector<Item*>& victims) {
+        size_t bytes = 0;
+        size_t done = 0;
+        try {
+            for (; done < victims.size(); ++done) {
+                bytes += victims[done]->FreeBulkData();
+                std::lock_guard<std::mutex> guard(lock);
+                victims[done]->m_state = Item::State::Out;
+                victims[done]->m_holder.store(nullptr, std::memory_order_release);
+                ++purged;
+                freed.notify_all();
+            }
+        } catch (...) {
+            // The failed item and those after it are held again where they were: at the front,
+            // oldest first.
+            std::lock_guard<std::mutex> guard(lock);
+            for (size_t i = victims.size(); i-- > done;) {
+                victims[i]->m_state = Item::State::Held;
+                LinkFront(victims[i]);
+            }
+            freed.notify_all();
+            throw;
+        }
+        return bytes;
+    }
 };
 
 ZORBasCamMemoryItem::ZORBasCamMemoryItem() = default;
@@ -103,6 +130,7 @@ ZORBasCamCacheManager::~ZORBasCamCacheManager() {
 void ZORBasCamCacheManager::AddItem(int priority, ZORBasCamCachePolicyEnm policy, Item* first,
                                     Item* last) {
     if (!first) return;
+    std::vector<Item*> victims;
     {
         std::lock_guard<std::mutex> guard(m_impl->lock);
         Item* item = first;
@@ -118,8 +146,10 @@ void ZORBasCamCacheManager::AddItem(int priority, ZORBasCamCachePolicyEnm policy
             m_impl->LinkBack(item);
             item = next;
         }
+        // Chosen with the hand-over, so that no one sees the held bytes above the limit.
+        victims = m_impl->Choose(m_impl->limit);
     }
-    FreeDownTo(0, true);
+    m_impl->FreeChosen(victims);
 }
 
 bool ZORBasCamCacheManager::RemoveItem(Item* item) {
@@ -142,37 +172,17 @@ size_t ZORBasCamCacheManager::FreeDownTo(size_t target, bool toLimit) {
         std::lock_guard<std::mutex> guard(m_impl->lock);
         victims = m_impl->Choose(toLimit ? m_impl->limit : target);
     }
-    size_t bytes = 0;
-    size_t done = 0;
-    try {
-        for (; done < victims.size(); ++done) {
-            bytes += victims[done]->FreeBulkData();
-            std::lock_guard<std::mutex> guard(m_impl->lock);
-            victims[done]->m_state = Item::State::Out;
-            victims[done]->m_holder.store(nullptr, std::memory_order_release);
-            ++m_impl->purged;
-            m_impl->freed.notify_all();
-        }
-    } catch (...) {
-        // The failed item and those after it are held again where they were: at the front,
-        // oldest first.
-        std::lock_guard<std::mutex> guard(m_impl->lock);
-        for (size_t i = victims.size(); i-- > done;) {
-            victims[i]->m_state = Item::State::Held;
-            m_impl->LinkFront(victims[i]);
-        }
-        m_impl->freed.notify_all();
-        throw;
-    }
-    return bytes;
+    return m_impl->FreeChosen(victims);
 }
 
 void ZORBasCamCacheManager::SetMemoryLimit(size_t bytes) {
+    std::vector<Item*> victims;
     {
         std::lock_guard<std::mutex> guard(m_impl->lock);
         m_impl->limit = bytes;
+        victims = m_impl->Choose(bytes);
     }
-    FreeDownTo(0, true);
+    m_impl->FreeChosen(victims);
 }
 
 size_t ZORBasCamCacheManager::Trim(size_t target) { return FreeDownTo(target, false); }
