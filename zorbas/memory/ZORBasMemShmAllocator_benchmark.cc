@@ -61,6 +61,8 @@ void BM_ShmReadBySecondProcess(benchmark::State& state) {
     const char* name = shm.Name(block);
     pid_t child = fork();
     if (child == 0) {
+        close(ask[1]);  // so that the parent's close ends the loop
+        close(answer[0]);
         size_t size;
         auto* words = static_cast<const uint64_t*>(ZORBasMemShmAllocator::Map(name, size));
         char c;
