@@ -1,5 +1,7 @@
 // The demonstration job: what a solver rank does with the base library, end to end, printing
 // what it did. It grows with the library.
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -27,6 +29,7 @@
 #include "zorbas/os/ZORBasUtlFilePath.h"
 #include "zorbas/os/ZORBasUtlUrlParser.h"
 #include "zorbas/spatial/omi_Octree.h"
+#include "zorbas/store/ZORBasUtlBackingStore.h"
 #include "zorbas/text/ZORBasUtlNumFormat.h"
 #include "zorbas/text/rgx_Regex.h"
 
@@ -234,6 +237,47 @@ void PathsAndPatterns() {
                 rgx_subn("(\\d+)", "#$1", "cycle 1200 of 5000", 10).CStr());
 }
 
+// The displacement array of a large model kept in a backing store under a small memory limit:
+// it is written in blocks, part of it goes to the scratch file, and a second pass reads it back.
+void ScratchArray() {
+    constexpr int kBlocks = 64;
+    constexpr int kPerBlock = 16384;  // doubles: 128 KiB blocks, 8 MiB in all
+    constexpr size_t kLimit = size_t{1} << 20;
+    const char* tmp = std::getenv("TMPDIR");
+    char path[512];
+    std::snprintf(path, sizeof path, "%s/solver_job.%d.scratch", tmp ? tmp : "/tmp",
+                  static_cast<int>(getpid()));
+    {
+        ZORBasUtlBackingStore store(ZORString(path), kLimit, -1);
+        for (int b = 0; b < kBlocks; ++b) {
+            store.Create(b, kPerBlock * sizeof(double));
+            auto* u = static_cast<double*>(store.Access(b));
+            for (int i = 0; i < kPerBlock; ++i) u[i] = 1e-3 * (b * kPerBlock + i);
+            store.Release(b);
+        }
+        double sum = 0.0;
+        for (int b = 0; b < kBlocks; ++b) {
+            const auto* u = static_cast<const double*>(store.AccessConst(b));
+            for (int i = 0; i < kPerBlock; ++i) sum += u[i];
+            store.Release(b);
+        }
+        size_t inMemory, allocated;
+        int blocksInMemory, blocks;
+        long long reads, writes;
+        store.GetStatistics(inMemory, allocated, blocksInMemory, blocks);
+        store.GetTransfers(reads, writes);
+        const double n = double(kBlocks) * kPerBlock;
+        std::printf(
+            "store: %d blocks of %zu bytes under a limit of %zu: %d in memory (%zu bytes), "
+            "%lld written to the scratch file, %lld read back\n",
+            blocks, kPerBlock * sizeof(double), kLimit, blocksInMemory, allocated, writes, reads);
+        std::printf("store: sum of the displacements %.6g (expected %.6g)\n", sum,
+                    1e-3 * n * (n - 1) / 2);
+    }
+    std::printf("store: scratch file %s after the store ended\n",
+                access(path, F_OK) == 0 ? "left behind" : "removed");
+}
+
 }  // namespace
 
 // The version line that heads a solver's output, and a result value in the output's forms.
@@ -276,6 +320,7 @@ int main() {
     Timed(monitor, 4, "time-history", TimeHistory);
     Timed(monitor, 5, "failures", Failures);
     Timed(monitor, 6, "paths", PathsAndPatterns);
+    Timed(monitor, 7, "scratch-array", ScratchArray);
     std::printf("memory: tracked heap holds %zu bytes, peak %zu\n", mem_Footprint(),
                 mem_MaxFootprint());
     ZORBasShared_finalize(use);

@@ -93,7 +93,7 @@ class DemonstrationJob(unittest.TestCase):
         self.assertEqual(summary.returncode, 0, summary.stderr)
         marks = [l.split()[1] for l in summary.stdout.splitlines()[2:]]
         self.assertEqual(marks, ['pre-Start', 'strings', 'lists', 'mesh-ids', 'contact',
-                                 'time-history', 'failures', 'paths', 'pre-End'])
+                                 'time-history', 'failures', 'paths', 'scratch-array', 'pre-End'])
         with open(os.path.join(self.dir, 'plate_impact.use')) as f:
             text = f.read()
         for timer in ('strings', 'mesh-ids', 'failures'):

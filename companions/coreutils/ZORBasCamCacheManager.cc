@@ -1,150 +1,191 @@
+#include <condition_variable>
 #include <map>
 #include <mutex>
-#include <set>
-#include <tuple>
 #include <vector>
 
 #include "companions/coreutils/ZORBasCam.h"
+#include "companions/framework/PLXFatalError.h"
+
+#define CAM_FILE "companions/coreutils/ZORBasCamCacheManager"
 
 namespace {
+using Item = ZORBasCamMemoryItem;
 
-struct Entry {
-    int priority;
-    ZORBasCamCachePolicyEnm policy;
-    long long order;
-    size_t bytes;
-    ZORBasCamMemoryItem* related;
+// The items of one priority and policy, oldest at the head, linked through their own next/prev.
+struct Chain {
+    Item* head = nullptr;
+    Item* tail = nullptr;
 };
-
-using Key = std::tuple<int, long long, ZORBasCamMemoryItem*>;  // priority, order, item
-
 }  // namespace
 
 struct ZORBasCamCacheManager::Impl {
     mutable std::mutex lock;
+    std::condition_variable freed;  // an item left the Freeing state
     size_t limit = kNoLimit;
     size_t held = 0;
-    long long next = 0;
+    int count = 0;
     long long purged = 0;
-    std::map<ZORBasCamMemoryItem*, Entry> items;
-    std::set<Key> purgeable;  // purge order: the smallest key first
-    std::multimap<ZORBasCamMemoryItem*, ZORBasCamMemoryItem*> dependants;  // related -> item
+    std::map<int, Chain> freeable;  // by priority, lowest freed first
+    Chain kept;                     // policy Keep: never chosen
 
-    // Takes an item out of every structure. Its dependants are appended to `victims` (taken out
-    // as well), so they are purged after it.
-    void Drop(ZORBasCamMemoryItem* item, std::vector<ZORBasCamMemoryItem*>* victims) {
-        auto it = items.find(item);
-        if (it == items.end()) return;
-        Entry e = it->second;
-        items.erase(it);
-        held -= e.bytes;
-        if (e.policy == ZORBasCamCachePurge) purgeable.erase(Key{e.priority, e.order, item});
-        if (e.related) {
-            auto [lo, hi] = dependants.equal_range(e.related);
-            for (auto d = lo; d != hi; ++d)
-                if (d->second == item) {
-                    dependants.erase(d);
-                    break;
-                }
-        }
-        item->m_holder.store(nullptr, std::memory_order_relaxed);
-        auto [lo, hi] = dependants.equal_range(item);
-        std::vector<ZORBasCamMemoryItem*> deps;
-        for (auto d = lo; d != hi; ++d) deps.push_back(d->second);
-        dependants.erase(lo, hi);
-        for (ZORBasCamMemoryItem* d : deps) {
-            if (!items.count(d)) continue;
-            if (victims) victims->push_back(d);
-            Drop(d, victims);
-        }
+    Chain& ChainOf(const Item* item) {
+        return item->m_policy == ZORBasCamCacheKeep ? kept : freeable[item->m_priority];
     }
 
-    // Chooses items to purge until the held bytes are within the limit and takes them out.
-    std::vector<ZORBasCamMemoryItem*> Select() {
-        std::vector<ZORBasCamMemoryItem*> victims;
-        while (held > limit && !purgeable.empty()) {
-            ZORBasCamMemoryItem* item = std::get<2>(*purgeable.begin());
+    void Unlink(Item* item) {
+        Chain& c = ChainOf(item);
+        (item->prev ? item->prev->next : c.head) = item->next;
+        (item->next ? item->next->prev : c.tail) = item->prev;
+        item->next = item->prev = nullptr;
+        if (!c.head && item->m_policy != ZORBasCamCacheKeep) freeable.erase(item->m_priority);
+        held -= item->m_heldBytes;
+        --count;
+    }
+
+    void LinkBack(Item* item) {
+        Chain& c = ChainOf(item);
+        item->next = nullptr;
+        item->prev = c.tail;
+        (c.tail ? c.tail->next : c.head) = item;
+        c.tail = item;
+        held += item->m_heldBytes;
+        ++count;
+    }
+
+    void LinkFront(Item* item) {
+        Chain& c = ChainOf(item);
+        item->prev = nullptr;
+        item->next = c.head;
+        (c.head ? c.head->prev : c.tail) = item;
+        c.head = item;
+        held += item->m_heldBytes;
+        ++count;
+    }
+
+    // Takes items out, oldest of the lowest priority first, until `target` is reached; they are
+    // left in the Freeing state for the caller to free outside the lock.
+    std::vector<Item*> Choose(size_t target) {
+        std::vector<Item*> victims;
+        while (held > target && !freeable.empty()) {
+            Item* item = freeable.begin()->second.head;
+            Unlink(item);
+            item->m_state = Item::State::Freeing;
             victims.push_back(item);
-            Drop(item, &victims);
         }
-        purged += static_cast<long long>(victims.size());
         return victims;
     }
-};
 
-namespace {
-void PurgeAll(const std::vector<ZORBasCamMemoryItem*>& victims) {
-    for (ZORBasCamMemoryItem* v : victims) v->Purge();
-}
-}  // namespace
+    // Frees the items Choose took out, outside the lock; RemoveItem of one of them waits here.
+    size_t FreeChosen(const std::vector<Item*>& victims) {
+        size_t bytes = 0;
+        size_t done = 0;
+        try {
+            for (; done < victims.size(); ++done) {
+                bytes += victims[done]->FreeBulkData();
+                std::lock_guard<std::mutex> guard(lock);
+                victims[done]->m_state = Item::State::Out;
+                victims[done]->m_holder.store(nullptr, std::memory_order_release);
+                ++purged;
+                freed.notify_all();
+            }
+        } catch (...) {
+            // The failed item and those after it are held again where they were: at the front,
+            // oldest first.
+            std::lock_guard<std::mutex> guard(lock);
+            for (size_t i = victims.size(); i-- > done;) {
+                victims[i]->m_state = Item::State::Held;
+                LinkFront(victims[i]);
+            }
+            freed.notify_all();
+            throw;
+        }
+        return bytes;
+    }
+};
 
 ZORBasCamMemoryItem::ZORBasCamMemoryItem() = default;
 
 ZORBasCamMemoryItem::~ZORBasCamMemoryItem() {
-    if (ZORBasCamCacheManager* holder = m_holder.load(std::memory_order_relaxed))
+    if (ZORBasCamCacheManager* holder = m_holder.load(std::memory_order_acquire))
         holder->RemoveItem(this);
 }
 
 ZORBasCamCacheManager::ZORBasCamCacheManager() : m_impl(new Impl) {}
 
 ZORBasCamCacheManager::~ZORBasCamCacheManager() {
-    for (auto& [item, entry] : m_impl->items) item->m_holder.store(nullptr);
+    auto release = [](Item* item) {
+        while (item) {
+            Item* next = item->next;
+            item->next = item->prev = nullptr;
+            item->m_state = Item::State::Out;
+            item->m_holder.store(nullptr, std::memory_order_release);
+            item = next;
+        }
+    };
+    for (auto& [priority, chain] : m_impl->freeable) release(chain.head);
+    release(m_impl->kept.head);
     delete m_impl;
 }
 
-void ZORBasCamCacheManager::AddItem(int priority, ZORBasCamCachePolicyEnm policy,
-                                    ZORBasCamMemoryItem* item, ZORBasCamMemoryItem* related) {
-    if (!item) return;
-    // An item held by another manager moves here.
-    ZORBasCamCacheManager* other = item->m_holder.load(std::memory_order_relaxed);
-    if (other && other != this) other->RemoveItem(item);
-    size_t bytes = item->Size();
-    std::vector<ZORBasCamMemoryItem*> victims;
+void ZORBasCamCacheManager::AddItem(int priority, ZORBasCamCachePolicyEnm policy, Item* first,
+                                    Item* last) {
+    if (!first) return;
+    std::vector<Item*> victims;
     {
         std::lock_guard<std::mutex> guard(m_impl->lock);
-        auto old = m_impl->items.find(item);
-        if (old != m_impl->items.end()) {
-            // Re-adding keeps the items built from this one.
-            auto [lo, hi] = m_impl->dependants.equal_range(item);
-            std::vector<ZORBasCamMemoryItem*> deps;
-            for (auto d = lo; d != hi; ++d) deps.push_back(d->second);
-            m_impl->dependants.erase(lo, hi);
-            m_impl->Drop(item, nullptr);
-            for (ZORBasCamMemoryItem* d : deps) m_impl->dependants.emplace(item, d);
+        Item* item = first;
+        while (item) {
+            // The chain's links are read before LinkBack reuses them.
+            Item* next = item == last ? nullptr : item->next;
+            ZORBAS_FATAL_ASSERT(item->m_state == Item::State::Out, CAM_FILE, __LINE__);
+            item->m_priority = priority;
+            item->m_policy = policy;
+            item->m_heldBytes = item->AllocSize();
+            item->m_state = Item::State::Held;
+            item->m_holder.store(this, std::memory_order_release);
+            m_impl->LinkBack(item);
+            item = next;
         }
-        if (related == item || (related && !m_impl->items.count(related))) related = nullptr;
-        long long order = m_impl->next++;
-        m_impl->items.emplace(item, Entry{priority, policy, order, bytes, related});
-        if (policy == ZORBasCamCachePurge) m_impl->purgeable.emplace(priority, order, item);
-        if (related) m_impl->dependants.emplace(related, item);
-        m_impl->held += bytes;
-        item->m_holder.store(this, std::memory_order_relaxed);
-        victims = m_impl->Select();
+        // Chosen with the hand-over, so that no one sees the held bytes above the limit.
+        victims = m_impl->Choose(m_impl->limit);
     }
-    PurgeAll(victims);
+    m_impl->FreeChosen(victims);
 }
 
-bool ZORBasCamCacheManager::RemoveItem(ZORBasCamMemoryItem* item) {
-    std::vector<ZORBasCamMemoryItem*> victims;
-    {
-        std::lock_guard<std::mutex> guard(m_impl->lock);
-        if (!m_impl->items.count(item)) return false;
-        m_impl->Drop(item, &victims);
-        m_impl->purged += static_cast<long long>(victims.size());
+bool ZORBasCamCacheManager::RemoveItem(Item* item) {
+    std::unique_lock<std::mutex> guard(m_impl->lock);
+    if (item->m_holder.load(std::memory_order_relaxed) != this) return false;
+    if (item->m_state == Item::State::Freeing) {
+        m_impl->freed.wait(guard, [item] { return item->m_state != Item::State::Freeing; });
+        // Put back after a failed free: held again, and the owner takes it back untouched.
+        if (item->m_state != Item::State::Held) return false;
     }
-    PurgeAll(victims);
+    m_impl->Unlink(item);
+    item->m_state = Item::State::Out;
+    item->m_holder.store(nullptr, std::memory_order_release);
     return true;
 }
 
+size_t ZORBasCamCacheManager::FreeDownTo(size_t target, bool toLimit) {
+    std::vector<Item*> victims;
+    {
+        std::lock_guard<std::mutex> guard(m_impl->lock);
+        victims = m_impl->Choose(toLimit ? m_impl->limit : target);
+    }
+    return m_impl->FreeChosen(victims);
+}
+
 void ZORBasCamCacheManager::SetMemoryLimit(size_t bytes) {
-    std::vector<ZORBasCamMemoryItem*> victims;
+    std::vector<Item*> victims;
     {
         std::lock_guard<std::mutex> guard(m_impl->lock);
         m_impl->limit = bytes;
-        victims = m_impl->Select();
+        victims = m_impl->Choose(bytes);
     }
-    PurgeAll(victims);
+    m_impl->FreeChosen(victims);
 }
+
+size_t ZORBasCamCacheManager::Trim(size_t target) { return FreeDownTo(target, false); }
 
 size_t ZORBasCamCacheManager::MemoryLimit() const {
     std::lock_guard<std::mutex> guard(m_impl->lock);
@@ -158,7 +199,7 @@ size_t ZORBasCamCacheManager::MemoryHeld() const {
 
 int ZORBasCamCacheManager::ItemCount() const {
     std::lock_guard<std::mutex> guard(m_impl->lock);
-    return static_cast<int>(m_impl->items.size());
+    return m_impl->count;
 }
 
 long long ZORBasCamCacheManager::PurgeCount() const {
