@@ -8,6 +8,7 @@
 #include "zorbas/errors/ZORBasUtlException.h"
 #include "zorbas/frame/ZORBas_SingletonRegistry.h"
 #include "zorbas/frame/omi_AlertListener.h"
+#include "zorbas/machine/ZORBasUtlVersion.h"
 
 void ZORBasUtils_startWork() {
     ZORBasUtlExceptionModel::setBehavior(new ZORBasUtlExcDefaultFactory);
@@ -15,6 +16,7 @@ void ZORBasUtils_startWork() {
 
 // Singletons end in this order; the registry, which may still be asked for by the others, last.
 void ZORBasUtils_endWork() {
+    omi_SingletonBase<ZORBasUtlVersion>::Finalize();
     ZORBasUtlExceptionModel::setBehavior(nullptr);
     omi_SingletonBase<ZORBasUtlExcModelSingleton>::Finalize();
     omi_SingletonBase<ZORBas_SingletonRegistry>::Finalize();
