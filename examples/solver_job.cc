@@ -16,6 +16,8 @@
 #include "zorbas/intsets/omi_BlkBitVect.h"
 #include "zorbas/intsets/omi_UintTable.h"
 #include "zorbas/memory/ZORBasSrmAllocator.h"
+#include "zorbas/os/ZORBasCommandLine.h"
+#include "zorbas/os/ZORBasOmniProcessInfo.h"
 #include "zorbas/spatial/omi_Octree.h"
 
 namespace {
@@ -166,12 +168,25 @@ void Failures() {
     }
 }
 
+// Who this rank is: the names its report files will carry, and its command line.
+void Identity() {
+    ZORBasOmniProcessInfo::Initialize();
+    std::printf("identity: %s (pid %d, rank %02d) from %s\n", ZORBasOmniProcessInfo::ExeName(),
+                ZORBasOmniProcessInfo::ProcessId(), ZORBasOmniProcessInfo::Rank(),
+                ZORBasOmniProcessInfo::ExePath());
+    ZORBasGetCommandArgs args;
+    std::printf("identity: command line of %d argument(s):", args.Argc());
+    for (int i = 0; i < args.Argc(); ++i) std::printf(" '%s'", args.Argv()[i]);
+    std::printf("\n");
+}
+
 }  // namespace
 
 int main() {
     int use = 0;
     ZORBasShared_initialize(use);  // nests inside the start done at load
     std::printf("library: started (nested start added %d sections)\n", use);
+    Identity();
     Strings();
     Handles();
     Lists();

@@ -9,6 +9,7 @@
 #include "zorbas/frame/ZORBas_SingletonRegistry.h"
 #include "zorbas/frame/omi_AlertListener.h"
 #include "zorbas/machine/ZORBasUtlVersion.h"
+#include "zorbas/os/ZORBasFilStracePhase.h"
 
 void ZORBasUtils_startWork() {
     ZORBasUtlExceptionModel::setBehavior(new ZORBasUtlExcDefaultFactory);
@@ -33,3 +34,5 @@ void ZORBasOmni_startWork() {
 }
 
 void ZORBasOmni_endWork() { omi_SingletonBase<omi_AlertListener>::Finalize(); }
+
+void ZORBasFil_endWork() { ZORBasAtiGlobalSingleton<ZORBasFilStracePhase::Impl>::Finalize(); }

@@ -6,3 +6,4 @@ void ZORBasUtils_startWork();
 void ZORBasUtils_endWork();
 void ZORBasOmni_startWork();
 void ZORBasOmni_endWork();
+void ZORBasFil_endWork();

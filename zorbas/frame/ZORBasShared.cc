@@ -59,7 +59,7 @@ void ZORBasPlt_finalize(int& use) { s_plt.End(use, nullptr); }
 void ZORBasOmni_initialize(int& use) { s_omni.Start(use, ZORBasOmni_startWork); }
 void ZORBasOmni_finalize(int& use) { s_omni.End(use, ZORBasOmni_endWork); }
 void ZORBasFil_initialize(int& use) { s_fil.Start(use, nullptr); }
-void ZORBasFil_finalize(int& use) { s_fil.End(use, nullptr); }
+void ZORBasFil_finalize(int& use) { s_fil.End(use, ZORBasFil_endWork); }
 void ZORBasCow_initialize(int& use) { s_cow.Start(use, nullptr); }
 void ZORBasCow_finalize(int& use) { s_cow.End(use, nullptr); }
 void ZORBasShared_specific_initialize(int& use) { s_specific.Start(use, nullptr); }
