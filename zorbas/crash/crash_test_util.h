@@ -56,6 +56,7 @@ struct ChildRun {
         auto all = FilesIn(dir);
         all.erase("stdout");
         all.erase("stderr");
+        std::erase_if(all, [](const std::string& f) { return f.rfind("core", 0) == 0; });
         return all;
     }
     std::string File(const std::string& name) const { return ReadFile(dir + "/" + name); }
