@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include "zorbas/crash/detail/omn_CrashWriter.h"
 
@@ -29,8 +30,24 @@ constexpr int kMaxFrames = 256;
 constexpr size_t kLineBytes = 2048;
 
 Dwfl* g_dwfl = nullptr;
-const Dwfl_Callbacks g_callbacks = {dwfl_linux_proc_find_elf, dwfl_standard_find_debuginfo, nullptr,
-                                    nullptr};
+bool IsSystemLibrary(const char* path) {
+    for (const char* prefix : {"/lib/", "/lib64/", "/usr/lib/", "/usr/lib64/"})
+        if (path && std::strncmp(path, prefix, std::strlen(prefix)) == 0) return true;
+    return false;
+}
+
+// The system's libraries keep their debug data in separate compressed files, whose
+// decompression costs hundreds of milliseconds on a fault; their frames are named from their
+// own symbol tables instead, without lines. The library and the programs built with it carry
+// their debug data inside (-g), which is read as it stands.
+int FindDebuginfo(Dwfl_Module* module, void** userdata, const char* name, Dwarf_Addr base,
+                  const char* file, const char* debuglink, GElf_Word crc, char** debugFile) {
+    if (IsSystemLibrary(file ? file : name)) return -1;
+    return dwfl_standard_find_debuginfo(module, userdata, name, base, file, debuglink, crc,
+                                        debugFile);
+}
+
+const Dwfl_Callbacks g_callbacks = {dwfl_linux_proc_find_elf, FindDebuginfo, nullptr, nullptr};
 
 // The frames of the last walk, innermost first, and where the line reader stands.
 uintptr_t g_frames[kMaxFrames];
