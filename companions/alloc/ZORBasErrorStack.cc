@@ -7,15 +7,29 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "companions/alloc/mem_Malloc.h"
+#include "companions/alloc/ZORBasMemInfo.h"
 
 namespace {
 
 using ES = ZORBasErrorStack;
 
-const char* const kWords[ES::kContextCount] = {"Unknown",       "Initialization", "Input",
-                                               "Preprocessing", "Solution",       "Postprocessing",
-                                               "Output",        "Termination"};
+const char* const kWords[ES::kContextCount] = {"UNKNOWN",
+                                               "PRE",
+                                               "ELEMENT LOOP",
+                                               "ORDERING",
+                                               "ASSEMBLY",
+                                               "SOLVER",
+                                               "ITERATIVE SOLVER",
+                                               "REGULARIZATION SOLVER",
+                                               "LANCZOS SOLVER",
+                                               "AMS SOLVER",
+                                               "CONTACT",
+                                               "INITIAL STRESS",
+                                               "PACKAGE",
+                                               "EXPLICIT",
+                                               "SENSITIVITY ANALYSIS",
+                                               "LINEAR DYNAMICS",
+                                               "CFD"};
 
 constexpr size_t kTextBytes = 7 * ES::kPathBytes + ES::kMaxMessages * (ES::kMessageBytes + 1) + 256;
 
@@ -36,6 +50,7 @@ struct State {
 // Zero-initialised static storage: readable (as empty texts) before the load-time defaults run.
 State g;
 std::atomic<bool> g_fatal{false};
+std::atomic<size_t> g_mem_at_error{0};  // megabytes, 0 when unknown
 std::atomic_flag g_writer = ATOMIC_FLAG_INIT;
 
 struct WriterGuard {
@@ -74,8 +89,6 @@ struct LoadDefaults {
         WriterGuard guard;
         ssize_t n = readlink("/proc/self/exe", g.exe, sizeof g.exe - 1);
         g.exe[n > 0 ? n : 0] = 0;
-        const char* base = std::strrchr(g.exe, '/');
-        Copy(g.job, base ? base + 1 : g.exe, sizeof g.job);
         if (!getcwd(g.cwd, sizeof g.cwd)) g.cwd[0] = 0;
         Copy(g.in, g.cwd, sizeof g.in);
         Copy(g.out, g.cwd, sizeof g.out);
@@ -91,7 +104,7 @@ const char* ZORBasErrorStack::CStr() { return g.text; }
 const char* ZORBasErrorStack::ContextAsString() { return ContextWord(g.context); }
 const char* ZORBasErrorStack::ErrorMessages() { return g.joined; }
 int ZORBasErrorStack::Length() { return g.count; }
-size_t ZORBasErrorStack::GetMem() { return mem_Footprint(); }
+size_t ZORBasErrorStack::GetMem() { return g_mem_at_error.load(std::memory_order_relaxed); }
 const char* ZORBasErrorStack::Jobname() { return g.job; }
 const char* ZORBasErrorStack::ExePath() { return g.exe; }
 const char* ZORBasErrorStack::Tmpdir() { return g.tmp; }
@@ -99,7 +112,11 @@ const char* ZORBasErrorStack::Outdir() { return g.out; }
 const char* ZORBasErrorStack::Indir() { return g.in; }
 const char* ZORBasErrorStack::Cwd() { return g.cwd; }
 
-void ZORBasErrorStack::SetFatalException(bool on) { g_fatal.store(on, std::memory_order_relaxed); }
+void ZORBasErrorStack::SetFatalException(bool on) {
+    if (on && !g_fatal.load(std::memory_order_relaxed))
+        g_mem_at_error.store(ZORBasMemInfo().Current() >> 20, std::memory_order_relaxed);
+    g_fatal.store(on, std::memory_order_relaxed);
+}
 bool ZORBasErrorStack::FatalException() { return g_fatal.load(std::memory_order_relaxed); }
 
 void ZORBasErrorStack::SetJobname(const char* name) {

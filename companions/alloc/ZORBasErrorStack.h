@@ -15,16 +15,26 @@ class ZORBAS_API ZORBasErrorStack {
     static constexpr int kMaxMessages = 32;    // the oldest message is dropped beyond this
     static constexpr int kMessageBytes = 256;  // longer messages are cut
     static constexpr int kPathBytes = 4096;    // longer names and paths are cut
-    // Context indices and their phase words; an index outside the table reads "Unknown".
+    // Context indices: the solver phase a job is in. Their words are what a user reads after
+    // "*** ERROR CATEGORY:" in a crash report; an index outside the table reads "UNKNOWN".
     enum Context {
-        kUnknown = 0,
-        kInitialization,
-        kInput,
-        kPreprocessing,
-        kSolution,
-        kPostprocessing,
-        kOutput,
-        kTermination,
+        kUnknown = 0,           // "UNKNOWN"
+        kPre,                   // "PRE"
+        kElementLoop,           // "ELEMENT LOOP"
+        kOrdering,              // "ORDERING"
+        kAssembly,              // "ASSEMBLY"
+        kSolver,                // "SOLVER"
+        kIterativeSolver,       // "ITERATIVE SOLVER"
+        kRegularizationSolver,  // "REGULARIZATION SOLVER"
+        kLanczosSolver,         // "LANCZOS SOLVER"
+        kAmsSolver,             // "AMS SOLVER"
+        kContact,               // "CONTACT"
+        kInitialStress,         // "INITIAL STRESS"
+        kPackage,               // "PACKAGE"
+        kExplicit,              // "EXPLICIT"
+        kSensitivityAnalysis,   // "SENSITIVITY ANALYSIS"
+        kLinearDynamics,        // "LINEAR DYNAMICS"
+        kCfd,                   // "CFD"
         kContextCount
     };
 
@@ -37,19 +47,26 @@ class ZORBAS_API ZORBasErrorStack {
     static const char* ErrorMessages();
     // The number of messages held.
     static int Length();
-    // The tracked heap's footprint in bytes (one atomic read).
+    // The process's size as of the error, in megabytes: its virtual size (the measure of
+    // ZORBasMemInfo::Current) read when SetFatalException(true) set the flag, and kept after the
+    // flag is cleared. 0 while no error has been flagged or when the size could not be read, so
+    // that a report falls back to the size at the time it is written.
     static size_t GetMem();
+    // The job name: empty until a program sets it, so that a report can tell a job's files from
+    // an anonymous process's (which it names after the executable, see ExePath).
     static const char* Jobname();
     static const char* ExePath();
     static const char* Tmpdir();
     static const char* Outdir();
     static const char* Indir();
     static const char* Cwd();
+    // Sets or clears the fatal flag; setting it (from a signal handler too: it reads /proc with
+    // open and read only) freezes the context and records the size that GetMem answers.
     static void SetFatalException(bool on);
     static bool FatalException();
 
-    // Setters. At load the executable path is /proc/self/exe, the job name its base name, the
-    // working, input and output directories the working directory, and the temporary directory
+    // Setters. At load the executable path is /proc/self/exe, the job name is empty, the working,
+    // input and output directories are the working directory, and the temporary directory is
     // $TMPDIR or "/tmp".
     static void SetJobname(const char* name);
     static void SetExePath(const char* path);

@@ -31,14 +31,15 @@ ZORBasPhaseTracker::Iterator::Iterator() {
     m_pos = 0;
 }
 
-void ZORBasPhaseTracker::Iterator::Position(int i) { m_pos = i; }
+void ZORBasPhaseTracker::Iterator::Position(int i) {
+    if (i < 0) i = m_size + i < 0 ? 0 : m_size + i;
+    m_pos = i;
+}
 
 const char* ZORBasPhaseTracker::Iterator::Value() const {
     if (IsDone()) return nullptr;
     return g_ring[(m_first + m_pos) % kCapacity];
 }
-
-void ZORBasPhaseTracker::Iterator::Last() { m_pos = m_size - 1; }
 
 bool ZORBasPhaseTracker::Iterator::Next() {
     if (!IsDone()) ++m_pos;

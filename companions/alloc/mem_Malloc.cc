@@ -162,12 +162,12 @@ mem_DLMallinfoType mem_DLMallinfo() {
     mem_DLMallinfoType r{};
     r.arena = mi.arena;
     r.ordblks = mi.ordblks;
-    r.hblks = mi.hblks;
     r.hblkhd = mi.hblkhd;
-    r.usmblks = mem_MaxFootprint();
-    r.uordblks = mem_Footprint();
+    r.hblks = mi.hblks;
+    r.uordblks = mi.uordblks + mi.hblkhd;
     r.fordblks = mi.fordblks;
     r.keepcost = mi.keepcost;
+    r.usmblks = mem_MaxFootprint();
     return r;
 }
 
@@ -176,18 +176,17 @@ int mem_HeapCheck() {
     long long blocks = g_live_blocks.load(std::memory_order_relaxed);
     long long tiny = g_tiny_bytes.load(std::memory_order_relaxed);
     long long tracked = fp - tiny;
-    if (fp < 0) return -1;
-    if (blocks < 0) return -2;
-    if (tracked < 0 || (blocks == 0 && tracked != 0)) return -3;
-    if (static_cast<size_t>(tiny) != mem_TinyChunkBytes()) return -4;
+    if (fp < 0 || blocks < 0) return mem_HEAPBADCOUNT;
+    if (tracked < 0 || (blocks == 0 && tracked != 0)) return mem_HEAPBADBLOCKS;
+    if (static_cast<size_t>(tiny) != mem_TinyChunkBytes()) return mem_HEAPBADTINY;
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
     // The C heap must hold at least the payloads we believe live (sanitizers replace the C heap,
     // whose statistics then mean nothing).
     struct mallinfo2 mi = mallinfo2();
-    if (static_cast<size_t>(tracked) > mi.uordblks + mi.hblkhd) return -5;
+    if (static_cast<size_t>(tracked) > mi.uordblks + mi.hblkhd) return mem_HEAPBADCHEAP;
 #endif
-    if (g_peak.load(std::memory_order_relaxed) < fp) return -6;
-    return 0;
+    if (g_peak.load(std::memory_order_relaxed) < fp) return mem_HEAPBADPEAK;
+    return mem_HEAPOK;
 }
 
 void mem_TBThreadLock(bool take) {

@@ -27,16 +27,29 @@ ZORBAS_API size_t mem_MaxFootprint();
 // Live blocks of the tracked heap (tiny blocks not included).
 ZORBAS_API size_t mem_LiveBlocks();
 
-// Statistics in the shape of dlmalloc's mallinfo, filled from the tracked counters and glibc.
+// The C heap's statistics under the tracked heap, as words of size_t in a fixed order; a reader
+// may take them by name or by word number (Word(i)). The resource monitor reads
+//     system bytes = word 0 + word 2,  bytes in use = word 4,  free bytes = word 5,
+// and in a quiet process the bytes in use and the free bytes add up to the system bytes.
+// Under a sanitizer the C heap is the sanitizer's, and the C heap's words read 0.
 struct mem_DLMallinfoType {
-    size_t arena;     // bytes obtained from the system by the C heap
-    size_t ordblks;   // free chunks of the C heap
-    size_t hblks;     // mmapped regions
-    size_t hblkhd;    // bytes in mmapped regions
-    size_t usmblks;   // peak tracked footprint
-    size_t uordblks;  // tracked footprint
-    size_t fordblks;  // free bytes of the C heap
-    size_t keepcost;  // releasable bytes at the top of the C heap
+    size_t
+        arena;  // word 0: bytes the C heap holds from the system in its arenas (brk, arena mmaps)
+    size_t ordblks;   // word 1: free chunks in the arenas
+    size_t hblkhd;    // word 2: bytes of large blocks mapped from the system one by one
+    size_t hblks;     // word 3: such mapped blocks
+    size_t uordblks;  // word 4: bytes in use: arena bytes handed out plus the mapped blocks
+    size_t fordblks;  // word 5: free bytes in the arenas
+    size_t keepcost;  // word 6: free bytes at the top of the main arena, which a trim would return
+    size_t usmblks;   // word 7: peak footprint of the tracked heap (mem_MaxFootprint)
+
+    static constexpr int kWords = 8;
+    // Word i, 0 for an i outside [0, kWords).
+    size_t Word(int i) const {
+        const size_t words[kWords] = {arena,    ordblks,  hblkhd,   hblks,
+                                      uordblks, fordblks, keepcost, usmblks};
+        return i >= 0 && i < kWords ? words[i] : 0;
+    }
 };
 ZORBAS_API mem_DLMallinfoType mem_DLMallinfo();
 
@@ -45,8 +58,18 @@ struct ZORBAS_API mem_Mallinfo {
     static bool useDL;
 };
 
-// Checks the tracked heap's own consistency: counters agree with what the C heap reports holding.
-// Returns 0 when consistent, a negative code naming the first inconsistency otherwise.
+// Checks the tracked heap's own consistency: its counters agree with each other, with the tiny
+// allocator and with what the C heap reports holding. Answers in the runtime heap check's terms:
+// mem_HEAPOK (-2) for a sound heap, which is the value a heap test compares with; any other value
+// names the first inconsistency found.
+enum mem_HeapCheckResult {
+    mem_HEAPOK = -2,
+    mem_HEAPBADCOUNT = -3,   // the footprint or the count of live blocks fell below zero
+    mem_HEAPBADBLOCKS = -4,  // the tracked bytes disagree with the live blocks
+    mem_HEAPBADTINY = -5,    // the tiny allocator's chunks disagree with the bytes counted for them
+    mem_HEAPBADCHEAP = -6,   // the C heap holds fewer bytes than the tracked heap believes live
+    mem_HEAPBADPEAK = -7     // the peak is below the footprint
+};
 ZORBAS_API int mem_HeapCheck();
 
 // Takes (true) or releases (false) the heap's thread lock, which the alert handler holds while a

@@ -15,14 +15,43 @@ TEST(TrackedHeap, FootprintAndPeakFollowEveryBlock) {
     EXPECT_EQ(mem_Footprint(), base + 1024);
     EXPECT_EQ(mem_LiveBlocks(), blocks + 2);
     EXPECT_GE(mem_MaxFootprint(), base + 1024);
-    EXPECT_EQ(mem_HeapCheck(), 0);
+    EXPECT_EQ(mem_HeapCheck(), mem_HEAPOK);
     mem_Free(a);
     EXPECT_EQ(mem_Footprint(), base + 24);
     EXPECT_GE(mem_MaxFootprint(), base + 1024);  // the peak stays
     mem_Free(b);
     EXPECT_EQ(mem_Footprint(), base);
     EXPECT_EQ(mem_LiveBlocks(), blocks);
-    EXPECT_EQ(mem_DLMallinfo().uordblks, mem_Footprint());
+}
+
+// The resource monitor's reading: System = word 0 + word 2, InUse = word 4, Free = word 5, and
+// its heap test flags anything but -2.
+TEST(TrackedHeap, MonitorReadsTheHeapWordsAndTheSoundValue) {
+    EXPECT_EQ(mem_HeapCheck(), -2);
+    mem_DLMallinfoType before = mem_DLMallinfo();
+    EXPECT_EQ(before.Word(7), mem_MaxFootprint());
+    EXPECT_EQ(before.Word(8), 0u);
+    EXPECT_EQ(before.Word(-1), 0u);
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizer's heap keeps no C heap statistics";
+#else
+    auto system = [](const mem_DLMallinfoType& m) { return m.Word(0) + m.Word(2); };
+    EXPECT_EQ(before.Word(4) + before.Word(5), system(before));
+    EXPECT_EQ(before.Word(2), before.hblkhd);
+    EXPECT_EQ(before.Word(4), before.uordblks);
+
+    // A block of 8 MB is mapped from the system on its own: system bytes and bytes in use grow.
+    const size_t big = size_t{8} << 20;
+    void* block = mem_Malloc(big);
+    ASSERT_NE(block, nullptr);
+    mem_DLMallinfoType during = mem_DLMallinfo();
+    EXPECT_GE(system(during), system(before) + big);
+    EXPECT_GE(during.Word(4), before.Word(4) + big);
+    EXPECT_EQ(during.Word(4) + during.Word(5), system(during));
+    EXPECT_EQ(mem_HeapCheck(), -2);
+    mem_Free(block);
+    EXPECT_LT(mem_DLMallinfo().Word(4), during.Word(4));
+#endif
 }
 
 TEST(TrackedHeap, ReallocKeepsTextAndAccounts) {
@@ -41,7 +70,7 @@ TEST(TrackedHeap, ReallocKeepsTextAndAccounts) {
     mem_Free(p);
     mem_Free(nullptr);
     EXPECT_EQ(mem_Footprint(), base);
-    EXPECT_EQ(mem_HeapCheck(), 0);
+    EXPECT_EQ(mem_HeapCheck(), mem_HEAPOK);
 }
 
 TEST(TrackedHeap, HugeRequestsFailWithNullOrThrow) {

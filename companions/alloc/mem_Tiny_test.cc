@@ -64,7 +64,7 @@ TEST(TinyAllocator, FootprintCountsChunksAndReallocLeavesTheTinyRange) {
     size_t grown = mem_TinyChunkBytes() - chunks;
     EXPECT_GE(grown, 10000u * 32 - 65536);
     EXPECT_EQ(mem_Footprint() - foot, grown);
-    EXPECT_EQ(mem_HeapCheck(), 0);
+    EXPECT_EQ(mem_HeapCheck(), mem_HEAPOK);
 
     auto* t = static_cast<char*>(mem_TinyAlloc(4));
     std::memcpy(t, "abc", 4);
@@ -123,7 +123,7 @@ TEST(TinyAllocator, FourByteBlocksPackAndOutliveTheirThread) {
     }).join();
     EXPECT_EQ(reused, kCount);
     EXPECT_EQ(corrupt, 0);
-    EXPECT_EQ(mem_HeapCheck(), 0);
+    EXPECT_EQ(mem_HeapCheck(), mem_HEAPOK);
 }
 
 TEST(TinyAllocator, ManyThreadsNeverShareABlock) {
@@ -149,7 +149,7 @@ TEST(TinyAllocator, ManyThreadsNeverShareABlock) {
         });
     for (auto& th : threads) th.join();
     EXPECT_EQ(corrupt.load(), 0);
-    EXPECT_EQ(mem_HeapCheck(), 0);
+    EXPECT_EQ(mem_HeapCheck(), mem_HEAPOK);
 }
 
 TEST(SmallBlockAllocator, SmallFromTinyLargeFromHeap) {

@@ -80,11 +80,11 @@ ZORBasExecException::ZORBasExecException(int error) : ZORBasMessageException("")
     SetMessage(buf);
 }
 
-ZORBasPatternException::ZORBasPatternException(int error, const char* detail)
-    : ZORBasMessageException(""), m_error(error) {
+ZORBasPatternException::ZORBasPatternException(int offset, const char* detail)
+    : ZORBasMessageException(""), m_offset(offset) {
     char buf[1024];
-    std::snprintf(buf, sizeof buf, "Regular expression does not compile: %s (error %d)",
-                  detail ? detail : "", error);
+    std::snprintf(buf, sizeof buf, "Regular expression does not compile at offset %d: %s", offset,
+                  detail ? detail : "");
     SetMessage(buf);
 }
 
@@ -92,8 +92,8 @@ void ZORBasExceptionModel::throwExecException(int error) {
     ZORBasExecException(error).Throw(kModelFile, __LINE__);
 }
 
-void ZORBasExceptionModel::throwPatternException(int error, const char* detail) {
-    ZORBasPatternException(error, detail).Throw(kModelFile, __LINE__);
+void ZORBasExceptionModel::throwPatternException(int offset, const char* detail) {
+    ZORBasPatternException(offset, detail).Throw(kModelFile, __LINE__);
 }
 
 bool ZORBasBexAssertFormalize() {

@@ -95,25 +95,27 @@ class ZORBAS_API ZORBasExecException : public ZORBasMessageException {
     int m_error;
 };
 
-// A pattern that does not compile. Code 202; the text is "Regular expression does not compile:
-// <detail> (error <n>)" with the compiler's message and error number.
+// A pattern that does not compile. Code 202; the text is "Regular expression does not compile at
+// offset <n>: <detail>" with the byte offset in the pattern where the compiler stopped and its
+// message.
 class ZORBAS_API ZORBasPatternException : public ZORBasMessageException {
   public:
-    ZORBasPatternException(int error, const char* detail);
+    ZORBasPatternException(int offset, const char* detail);
     [[noreturn]] void Propagate() const override { throw ZORBasPatternException(*this); }
     ZORBasException* Clone() const override { return new ZORBasPatternException(*this); }
     int GetCode() const override { return 202; }
-    int ErrorNumber() const { return m_error; }
+    int Offset() const { return m_offset; }
 
   private:
-    int m_error;
+    int m_offset;
 };
 
 // Raisers for the regex facade, which stays free of the exception classes' construction.
 class ZORBAS_API ZORBasExceptionModel {
   public:
     [[noreturn]] static void throwExecException(int error);
-    [[noreturn]] static void throwPatternException(int error, const char* detail);
+    // `offset` is the compiler's error offset in the pattern, `detail` its error text.
+    [[noreturn]] static void throwPatternException(int offset, const char* detail);
 };
 
 // True when assertions are to be reported as formal failures (test verdicts) rather than only

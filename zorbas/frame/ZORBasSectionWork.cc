@@ -30,7 +30,7 @@ void ZORBasOmni_startWork() {
         setenv("VLD_IGNORE_FPE", "0", 1);
     }
     omn_globalFPESetting();
-    ZORBasCallstackInit();
+    ZORBasCallStack::WarmUp();
 }
 
 void ZORBasOmni_endWork() { omi_SingletonBase<omi_AlertListener>::Finalize(); }
