@@ -195,7 +195,11 @@ void Identity() {
 volatile int* volatile g_unassignedElement = nullptr;
 volatile int g_emptyBlock = 0;
 
-__attribute__((noinline)) int ElementStiffness() { return *g_unassignedElement; }
+// The faults are the point: the undefined-behaviour sanitizer must let the hardware see them.
+__attribute__((noinline, no_sanitize("undefined"))) int ElementStiffness() {
+    return *g_unassignedElement;
+}
+__attribute__((noinline, no_sanitize("undefined"))) int SplitBlock() { return 1000 / g_emptyBlock; }
 
 __attribute__((noinline)) int AssembleRecursively(int level) {
     if (level < 0) return 0;  // never: the recursion ends in the guard area
@@ -207,7 +211,7 @@ __attribute__((noinline)) int AssembleRecursively(int level) {
 void Fault(const char* kind) {
     if (!std::strcmp(kind, "segv")) std::printf("%d\n", ElementStiffness());
     if (!std::strcmp(kind, "stack")) std::printf("%d\n", AssembleRecursively(0));
-    if (!std::strcmp(kind, "fpe")) std::printf("%d\n", 1000 / g_emptyBlock);
+    if (!std::strcmp(kind, "fpe")) std::printf("%d\n", SplitBlock());
     if (!std::strcmp(kind, "abort")) std::abort();
     if (!std::strcmp(kind, "term")) std::raise(SIGTERM);
     if (!std::strcmp(kind, "thread")) std::thread([] { std::printf("%d\n", ElementStiffness()); }).join();

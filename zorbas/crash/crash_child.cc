@@ -30,7 +30,9 @@ volatile int g_zero = 0;
 volatile int g_numerator = 7;  // a constant 1 would let the compiler answer 1 / x without dividing
 volatile double g_zeroDouble = 0.0;
 
-__attribute__((noinline)) int NullRead() { return *g_null; }
+// The faults are the point: the undefined-behaviour sanitizer must let the hardware see them.
+__attribute__((noinline, no_sanitize("undefined"))) int NullRead() { return *g_null; }
+__attribute__((noinline, no_sanitize("undefined"))) int Divide() { return g_numerator / g_zero; }
 
 __attribute__((noinline)) int Recurse(int depth) {
     if (depth < 0) return 0;  // never: the recursion ends in the guard area
@@ -113,7 +115,7 @@ int main(int argc, char** argv) {
     }
     if (action == "segv") std::printf("%d\n", Deep(deep));
     if (action == "stack") std::printf("%d\n", Recurse(0));
-    if (action == "fpe") std::printf("%d\n", g_numerator / g_zero);
+    if (action == "fpe") std::printf("%d\n", Divide());
     if (action == "fpdiv") {
         std::printf("child: 1/0 = %g\n", 1.0 / g_zeroDouble);
         return 0;
