@@ -3,17 +3,23 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <thread>
 
 #include <cmath>
 #include <vector>
 
 #include "companions/alloc/ZORBasErrorStack.h"
+#include "companions/alloc/ZORBasPhaseTracker.h"
 #include "companions/alloc/mem_Malloc.h"
+#include "zorbas/base/ZORBasUtlSystem.h"
 #include "zorbas/cow/cow_COW.h"
 #include "zorbas/cow/cow_List.h"
 #include "zorbas/cow/cow_String.h"
+#include "zorbas/crash/omi_ExceptionFilter.h"
 #include "zorbas/errors/ZORBasUtlException.h"
 #include "zorbas/filters/ZORBasPlt_Filters.h"
 #include "zorbas/frame/ZORBasShared.h"
@@ -278,6 +284,64 @@ void ScratchArray() {
                 access(path, F_OK) == 0 ? "left behind" : "removed");
 }
 
+// Crash handling. The job says who it is and where it stands (job name, directories, phase,
+// messages), so that whatever it leaves when it dies carries that context. With --fault KIND it
+// then fails here; with --fault-rank R only rank R fails and the others wait until the launcher
+// ends them, as the ranks of a real job do.
+volatile int* volatile g_unassignedElement = nullptr;
+volatile int g_emptyBlock = 0;
+
+// The faults are the point: the undefined-behaviour sanitizer must let the hardware see them.
+__attribute__((noinline, no_sanitize("undefined"))) int ElementStiffness() {
+    return *g_unassignedElement;
+}
+__attribute__((noinline, no_sanitize("undefined"))) int SplitBlock() { return 1000 / g_emptyBlock; }
+
+__attribute__((noinline)) int AssembleRecursively(int level) {
+    if (level < 0) return 0;  // never: the recursion ends in the guard area
+    volatile char frame[1024];
+    frame[0] = static_cast<char>(level);
+    return AssembleRecursively(level + 1) + frame[0];
+}
+
+void Fault(const char* kind) {
+    if (!std::strcmp(kind, "segv")) std::printf("%d\n", ElementStiffness());
+    if (!std::strcmp(kind, "stack")) std::printf("%d\n", AssembleRecursively(0));
+    if (!std::strcmp(kind, "fpe")) std::printf("%d\n", SplitBlock());
+    if (!std::strcmp(kind, "abort")) std::abort();
+    if (!std::strcmp(kind, "term")) std::raise(SIGTERM);
+    if (!std::strcmp(kind, "thread"))
+        std::thread([] { std::printf("%d\n", ElementStiffness()); }).join();
+    std::fprintf(stderr, "*** Error: unknown fault '%s' (segv, stack, fpe, abort, term, thread)\n",
+                 kind);
+    std::exit(2);
+}
+
+void Crash(int argc, char** argv) {
+    const char* kind = nullptr;
+    int faultRank = -1;
+    for (int i = 1; i + 1 < argc; ++i) {
+        if (!std::strcmp(argv[i], "--fault")) kind = argv[i + 1];
+        if (!std::strcmp(argv[i], "--fault-rank")) faultRank = std::atoi(argv[i + 1]);
+    }
+    ZORBasErrorStack::SetJobname("plate_impact");
+    ZORBasErrorStack::SetContext(ZORBasErrorStack::kAssembly);
+    for (const char* phase : {"input", "element loop", "ordering", "assembly"})
+        ZORBasPhaseTracker::SaveMarker(phase);
+    ZORBasErrorStack::PushMessage("assembling element block 7 of 12");
+    int rank = ZORBasOmniProcessInfo::Rank();
+    std::printf("crash: rank %d in phase %s of job %s%s%s\n", rank,
+                ZORBasErrorStack::ContextAsString(), ZORBasErrorStack::Jobname(),
+                kind ? ", failing with " : "", kind ? kind : "");
+    std::fflush(stdout);
+    if (!kind) return;
+    if (faultRank >= 0 && rank != faultRank) {
+        for (int waited = 0; waited < 600; ++waited) ZORBasUtlsleep(100);
+        return;
+    }
+    Fault(kind);
+}
+
 }  // namespace
 
 // The version line that heads a solver's output, and a result value in the output's forms.
@@ -293,7 +357,8 @@ void VersionAndNumbers() {
                 ZORBasUtlNumFormat(ZORBasUtlNumFormat::Fixed, 2, 12).Text(energy).CStr());
 }
 
-int main() {
+int main(int argc, char** argv) {
+    omi_SetExceptionFilterStd();  // as the suite's executables do, first thing
     int use = 0;
     ZORBasShared_initialize(use);  // nests inside the start done at load
     std::printf("library: started (nested start added %d sections)\n", use);
@@ -321,6 +386,7 @@ int main() {
     Timed(monitor, 5, "failures", Failures);
     Timed(monitor, 6, "paths", PathsAndPatterns);
     Timed(monitor, 7, "scratch-array", ScratchArray);
+    Crash(argc, argv);
     std::printf("memory: tracked heap holds %zu bytes, peak %zu\n", mem_Footprint(),
                 mem_MaxFootprint());
     ZORBasShared_finalize(use);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "companions/alloc/ZORBasCallStack.h"
+#include "zorbas/crash/omi_ExceptionFilter.h"
 #include "zorbas/crash/omn_manageFPE.h"
 #include "zorbas/errors/ZORBasUtlException.h"
 #include "zorbas/frame/ZORBas_SingletonRegistry.h"
@@ -44,6 +45,7 @@ void ZORBasOmni_startWork() {
     }
     omn_globalFPESetting();
     ZORBasCallStack::WarmUp();
+    ZORBasCallstackInit();  // the on-demand stack switch, from VEL_PARALLEL_DEBUG
 }
 
 void ZORBasOmni_endWork() { omi_SingletonBase<omi_AlertListener>::Finalize(); }
