@@ -436,8 +436,11 @@ void omn_PrepareThreadForFaults() {
         pthread_attr_destroy(&attr);
     }
     stack_t current;
-    if (sigaltstack(nullptr, &current) == 0 && !(current.ss_flags & SS_DISABLE)) {
-        t_stack.altStack = current.ss_sp;  // the thread has one already: keep it
+    // A stack the thread has already is kept when it is as large as ours. A smaller one (the
+    // sanitizers give each thread 32 KiB) is replaced: the report and the stack walk need more.
+    if (sigaltstack(nullptr, &current) == 0 && !(current.ss_flags & SS_DISABLE) &&
+        current.ss_size >= kAltStackBytes) {
+        t_stack.altStack = current.ss_sp;
         return;
     }
     void* mem =

@@ -366,31 +366,24 @@ void bcu_ResourceMonitor::Mark(const char* mark) {
             std::fprintf(m_use, " %s", mark);
         if (m_heapCheck && mem_HeapCheck() != mem_HEAPOK) std::fputs(" HEAP_CORRUPTED ", m_use);
 
+        // Piece 5, then the Read and Write counts or, with the mallinfo columns, the heap's words
+        // and the callback's three values, which leave no blank behind the last of them.
+        std::fprintf(m_use, " %.1f %.1f %d %d %.1f %d %d %d %d %d %d %d %d %d %d 0 %llu %llu ",
+                     ru.userCpu, ru.systemCpu, ru.peakWorkingSet, ru.workingSet, ru.totalCpu,
+                     ru.quotaPeakPagedPool, ru.quotaPagedPool, ru.quotaPeakNonPagedPool,
+                     ru.quotaNonPagedPool, ru.pageFaults, ru.peakPageFile, ru.handles,
+                     ru.virtualBytes, ru.peakVirtualBytes, ru.processId, footprint, maxFootprint);
         if (!m_dlMallinfo) {
-            std::fprintf(m_use,
-                         " %.1f %.1f %d %d %.1f %d %d %d %d %d %d %d %d %d %d 0 %llu %llu "
-                         "%lld %lld ",
-                         ru.userCpu, ru.systemCpu, ru.peakWorkingSet, ru.workingSet, ru.totalCpu,
-                         ru.quotaPeakPagedPool, ru.quotaPagedPool, ru.quotaPeakNonPagedPool,
-                         ru.quotaNonPagedPool, ru.pageFaults, ru.peakPageFile, ru.handles,
-                         ru.virtualBytes, ru.peakVirtualBytes, ru.processId, footprint,
-                         maxFootprint, static_cast<long long>(io.readOperations),
+            std::fprintf(m_use, "%lld %lld ", static_cast<long long>(io.readOperations),
                          static_cast<long long>(io.writeOperations));
         } else {
             mem_DLMallinfoType dl = mem_DLMallinfo();
-            double system = static_cast<double>(dl.Word(0) + dl.Word(2)) / 1024;
-            double inUse = static_cast<double>(dl.Word(4)) / 1024;
-            double free = static_cast<double>(dl.Word(5)) / 1024;
             size_t a = 0, b = 0, c = 0;
             if (m_memory) m_memory(a, b, c);
-            std::fprintf(m_use,
-                         " %.1f %.1f %d %d %.1f %d %d %d %d %d %d %d %d %d %d 0 %llu %llu "
-                         "%f %f %f %llu %llu %llu",
-                         ru.userCpu, ru.systemCpu, ru.peakWorkingSet, ru.workingSet, ru.totalCpu,
-                         ru.quotaPeakPagedPool, ru.quotaPagedPool, ru.quotaPeakNonPagedPool,
-                         ru.quotaNonPagedPool, ru.pageFaults, ru.peakPageFile, ru.handles,
-                         ru.virtualBytes, ru.peakVirtualBytes, ru.processId, footprint,
-                         maxFootprint, system, inUse, free, static_cast<unsigned long long>(a),
+            std::fprintf(m_use, "%f %f %f %llu %llu %llu",
+                         static_cast<double>(dl.Word(0) + dl.Word(2)) / 1024,
+                         static_cast<double>(dl.Word(4)) / 1024,
+                         static_cast<double>(dl.Word(5)) / 1024, static_cast<unsigned long long>(a),
                          static_cast<unsigned long long>(b), static_cast<unsigned long long>(c));
         }
 
