@@ -74,10 +74,18 @@ struct rgx_Facade {
     // text.
     static rgx_ReIterator Match(const rgx_pcre* code, const char* text, int length,
                                 const cow_String* shared, bool loud) {
-        int vector[kVectorSize];
-        int groups = Exec(code, text, length, vector, loud);
-        if (groups == 0) return rgx_ReIterator();
-        return rgx_ReIterator(shared ? *shared : cow_String(text), vector, groups);
+        // The engine writes the pairs straight into the iterator (named, so returned in place).
+        static_assert(sizeof(rgx_ReIterator::offsets) == kVectorSize * sizeof(int));
+        rgx_ReIterator it;
+        int groups = Exec(code, text, length, it.offsets, loud);
+        if (groups == 0) return it;
+        if (shared)
+            it.subject = *shared;
+        else
+            it.subject = cow_String(text);
+        it.groupCount = groups;
+        it.matched = 1;
+        return it;
     }
 
     static rgx_ReIterator Cached(const cow_String& pattern, const char* text, int length,
@@ -185,8 +193,6 @@ double rgx_ReCompileCache::PercentFull() const {
 }
 
 // ---- iterator ----
-
-rgx_ReIterator::rgx_ReIterator() : position(0), groupCount(0), matched(0) {}
 
 rgx_ReIterator::rgx_ReIterator(const cow_String& s, const int* array, int groups)
     : subject(s), position(0), groupCount(groups), matched(1) {

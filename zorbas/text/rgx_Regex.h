@@ -74,7 +74,7 @@ class ZORBAS_API rgx_ReCompileCache : public mem_AllocationOperators {
 // group k. A group that took no part has negative offsets and gives the empty string.
 class ZORBAS_API rgx_ReIterator {
   public:
-    rgx_ReIterator();
+    rgx_ReIterator() : position(0), groupCount(0), matched(0) {}
     // Copies carry the pairs in use only.
     rgx_ReIterator(const rgx_ReIterator& other)
         : subject(other.subject),
