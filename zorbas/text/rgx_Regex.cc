@@ -1,6 +1,7 @@
 #include "zorbas/text/rgx_Regex.h"
 
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -35,14 +36,14 @@ cow_String Key(const cow_String& pattern) {
 
 // Advanced whenever the block a key maps to may change: at every insertion (which may evict) and
 // at the cache's end. A block remembered under an older generation is never used.
-std::atomic<unsigned> g_generation{0};
+std::atomic<uint64_t> g_generation{0};  // 64 bits: it never wraps
 
 // The calling thread's last pattern through the cache and the block the cache answered for it.
 // Plain static TLS with no destructor: a hit costs a few loads and one short compare.
 constexpr int kShortcutText = 96;
 struct LastPattern {
     const rgx_ReCompileCache* cache;
-    unsigned generation;
+    uint64_t generation;
     int length;  // -1: nothing remembered
     const rgx_pcre* block;
     char text[kShortcutText];
@@ -97,7 +98,7 @@ struct rgx_Facade {
     // cache's generation are the same, else the cache's Get.
     static const rgx_pcre* Compiled(const cow_String& pattern) {
         rgx_ReCompileCache* cache = ZORBasAtiGlobalSingleton<rgx_ReCompileCache>::Instance();
-        const unsigned generation = g_generation.load(std::memory_order_relaxed);
+        const uint64_t generation = g_generation.load(std::memory_order_relaxed);
         const int length = pattern.Length();
         LastPattern& last = t_last;
         if (length == last.length && cache == last.cache && generation == last.generation &&
@@ -196,6 +197,7 @@ double rgx_ReCompileCache::PercentFull() const {
 
 rgx_ReIterator::rgx_ReIterator(const cow_String& s, const int* array, int groups)
     : subject(s), position(0), groupCount(groups), matched(1) {
+    if (groups < 0 || groups > kMaxPairs) OutOfRange();
     std::memcpy(offsets, array, sizeof(int) * 2 * static_cast<size_t>(groups));
 }
 
