@@ -1,5 +1,7 @@
 #include "zorbas/text/rgx_Regex.h"
 
+#include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -32,6 +34,23 @@ cow_String Key(const cow_String& pattern) {
     return cow_String(text);
 }
 
+// Advanced whenever the block a key maps to may change: at every insertion (which may evict) and
+// at the cache's end. A block remembered under an older generation is never used.
+std::atomic<uint64_t> g_generation{0};  // 64 bits: it never wraps
+
+// The calling thread's last pattern through the cache and the block the cache answered for it.
+// Plain static TLS with no destructor: a hit costs a few loads and one short compare.
+constexpr int kShortcutText = 96;
+struct LastPattern {
+    const rgx_ReCompileCache* cache;
+    uint64_t generation;
+    int length;  // -1: nothing remembered
+    const rgx_pcre* block;
+    char text[kShortcutText];
+};
+__attribute__((tls_model("initial-exec"))) thread_local LastPattern t_last{
+    nullptr, 0, -1, nullptr, {}};
+
 }  // namespace
 
 // The facade's internals, a friend of the cache and the iterator.
@@ -51,23 +70,53 @@ struct rgx_Facade {
         return rc;
     }
 
-    // The iterator of one match of `code` on `text`; `shared` is the subject when the caller
-    // already holds it as a cow_String of exactly that text.
-    static rgx_ReIterator Match(const rgx_pcre* code, const char* text, const cow_String* shared,
-                                bool loud) {
-        int vector[kVectorSize];
-        int groups = Exec(code, text, static_cast<int>(std::strlen(text)), vector, loud);
-        if (groups == 0) return rgx_ReIterator();
-        return rgx_ReIterator(shared ? *shared : cow_String(text), vector, groups);
+    // The iterator of one match of `code` on text[0, length), length being the text's strlen;
+    // `shared` is the subject when the caller already holds it as a cow_String of exactly that
+    // text.
+    static rgx_ReIterator Match(const rgx_pcre* code, const char* text, int length,
+                                const cow_String* shared, bool loud) {
+        // The engine writes the pairs straight into the iterator (named, so returned in place).
+        static_assert(sizeof(rgx_ReIterator::offsets) == kVectorSize * sizeof(int));
+        rgx_ReIterator it;
+        int groups = Exec(code, text, length, it.offsets, loud);
+        if (groups == 0) return it;
+        if (shared)
+            it.subject = *shared;
+        else
+            it.subject = cow_String(text);
+        it.groupCount = groups;
+        it.matched = 1;
+        return it;
     }
 
-    static rgx_ReIterator Cached(const cow_String& pattern, const char* text,
+    static rgx_ReIterator Cached(const cow_String& pattern, const char* text, int length,
                                  const cow_String* shared) {
-        rgx_ReCompileCache* cache = ZORBasAtiGlobalSingleton<rgx_ReCompileCache>::Instance();
-        return Match(static_cast<const rgx_pcre*>(cache->Get(pattern)), text, shared, false);
+        return Match(Compiled(pattern), text, length, shared, false);
     }
 
-    static rgx_ReIterator Uncached(const cow_String& pattern, const char* text,
+    // The cache's block for `pattern`: the calling thread's last block when the text and the
+    // cache's generation are the same, else the cache's Get.
+    static const rgx_pcre* Compiled(const cow_String& pattern) {
+        rgx_ReCompileCache* cache = ZORBasAtiGlobalSingleton<rgx_ReCompileCache>::Instance();
+        const uint64_t generation = g_generation.load(std::memory_order_relaxed);
+        const int length = pattern.Length();
+        LastPattern& last = t_last;
+        if (length == last.length && cache == last.cache && generation == last.generation &&
+            std::memcmp(pattern.CStr(), last.text, static_cast<size_t>(length)) == 0)
+            return last.block;
+        const auto* code = static_cast<const rgx_pcre*>(cache->Get(pattern));
+        // Only a key without a NUL inside is remembered, so that equal text means equal key.
+        if (length < kShortcutText && static_cast<int>(std::strlen(pattern.CStr())) == length) {
+            last.cache = cache;
+            last.generation = generation;
+            last.length = length;
+            last.block = code;
+            std::memcpy(last.text, pattern.CStr(), static_cast<size_t>(length));
+        }
+        return code;
+    }
+
+    static rgx_ReIterator Uncached(const cow_String& pattern, const char* text, int length,
                                    const cow_String* shared) {
         const char* error = nullptr;
         int offset = 0;
@@ -79,7 +128,7 @@ struct rgx_Facade {
         }
         rgx_ReIterator it;
         try {
-            it = Match(code, text, shared, true);
+            it = Match(code, text, length, shared, true);
         } catch (...) {
             LeaveBehind(code);
             throw;
@@ -124,6 +173,7 @@ const rgx_CompiledHld& rgx_ReCompileCache::Hold(const cow_String& pattern) {
 void* rgx_ReCompileCache::Get(const cow_String& pattern) { return Hold(pattern).GetPtr()->block; }
 
 void rgx_ReCompileCache::Insert(const cow_String& pattern, void* compiled) {
+    g_generation.fetch_add(1, std::memory_order_relaxed);
     // Own the block first, so that nothing leaks if the eviction below throws.
     rgx_CompiledHld held(new rgx_CompiledBlock(static_cast<rgx_pcre*>(compiled)));
     if (IsFull()) {
@@ -135,6 +185,8 @@ void rgx_ReCompileCache::Insert(const cow_String& pattern, void* compiled) {
     map.Insert(Key(pattern), held);
 }
 
+rgx_ReCompileCache::~rgx_ReCompileCache() { g_generation.fetch_add(1, std::memory_order_relaxed); }
+
 bool rgx_ReCompileCache::IsFull() const { return map.Size() == capacity; }
 
 double rgx_ReCompileCache::PercentFull() const {
@@ -143,10 +195,13 @@ double rgx_ReCompileCache::PercentFull() const {
 
 // ---- iterator ----
 
-rgx_ReIterator::rgx_ReIterator() : position(0), groupCount(0), matched(0) {}
-
 rgx_ReIterator::rgx_ReIterator(const cow_String& s, const int* array, int groups)
-    : subject(s), position(0), offsets(array, 2 * groups, 0), groupCount(groups), matched(1) {}
+    : subject(s), position(0), groupCount(groups), matched(1) {
+    if (groups < 0 || groups > kMaxPairs) OutOfRange();
+    std::memcpy(offsets, array, sizeof(int) * 2 * static_cast<size_t>(groups));
+}
+
+void rgx_ReIterator::OutOfRange() { std::abort(); }
 
 cow_String rgx_ReIterator::String() const {
     int s = Start(), e = End();
@@ -164,39 +219,42 @@ int rgx_ReIterator::StringAsGroupNum() const {
 
 cow_String rgx_ReIterator::NthString(int n) const {
     if (groupCount == 0) return cow_String();
-    if (n == -2)
-        return offsets.ConstGet(0) > 0 ? subject.Substr(0, offsets.ConstGet(0)) : cow_String();
+    if (n == -2) return Offset(0) > 0 ? subject.Substr(0, Offset(0)) : cow_String();
     if (n == -1) {
-        int e = offsets.ConstGet(1);
+        int e = Offset(1);
         return e < subject.Length() ? subject.Substr(e, subject.Length()) : cow_String();
     }
     if (n < 0 || n >= groupCount) return cow_String();
-    int s = offsets.ConstGet(2 * n), e = offsets.ConstGet(2 * n + 1);
+    int s = Offset(2 * n), e = Offset(2 * n + 1);
     if (s >= 0 && e > s) return subject.Substr(s, e);
     return cow_String();
 }
 
 // ---- functions ----
 
+static int Length(const char* text) { return static_cast<int>(std::strlen(text)); }
+
 rgx_ReIterator rgx_match(const cow_String& pattern, const char* subject) {
-    return rgx_Facade::Cached(pattern, subject, nullptr);
+    return rgx_Facade::Cached(pattern, subject, Length(subject), nullptr);
 }
 
 // The text ends at its first NUL; when it has none the iterator shares the caller's string.
-static const cow_String* Whole(const cow_String& s) {
-    return static_cast<int>(std::strlen(s.CStr())) == s.Length() ? &s : nullptr;
+static const cow_String* Whole(const cow_String& s, int length) {
+    return length == s.Length() ? &s : nullptr;
 }
 
 rgx_ReIterator rgx_match(const cow_String& pattern, const cow_String& subject) {
-    return rgx_Facade::Cached(pattern, subject.CStr(), Whole(subject));
+    const int length = Length(subject.CStr());
+    return rgx_Facade::Cached(pattern, subject.CStr(), length, Whole(subject, length));
 }
 
 rgx_ReIterator rgx_matchNC(const cow_String& pattern, const char* subject) {
-    return rgx_Facade::Uncached(pattern, subject, nullptr);
+    return rgx_Facade::Uncached(pattern, subject, Length(subject), nullptr);
 }
 
 rgx_ReIterator rgx_matchNC(const cow_String& pattern, const cow_String& subject) {
-    return rgx_Facade::Uncached(pattern, subject.CStr(), Whole(subject));
+    const int length = Length(subject.CStr());
+    return rgx_Facade::Uncached(pattern, subject.CStr(), length, Whole(subject, length));
 }
 
 // Each tail is matched in place as a subject of its own: the engine sees text[at, at + strlen),
@@ -291,14 +349,16 @@ cow_String rgx_subn(const cow_String& pattern, const cow_String& replacement,
                     const cow_String& subject, int count) {
     rgx_CompiledHld held = rgx_Facade::Hold(pattern);
     const rgx_pcre* code = held.GetPtr()->block;
-    rgx_ReIterator first = rgx_Facade::Match(code, subject.CStr(), Whole(subject), false);
+    const int subjectLength = Length(subject.CStr());
+    rgx_ReIterator first = rgx_Facade::Match(code, subject.CStr(), subjectLength,
+                                             Whole(subject, subjectLength), false);
     if (!first || count < 1) return subject;
     const cow_String expanded = Expand(replacement, first);
 
     // `rest` is base[at, total): the tail, matched in place. A tail cut from the subject ends at
     // the subject's first NUL, as every string cut from a cow_String does.
     const char* base = subject.CStr();
-    const int total = static_cast<int>(std::strlen(base));
+    const int total = subjectLength;
     int at = 0;
     int vector[kVectorSize] = {first.Start(), first.End()};
     TextBuffer result(static_cast<size_t>(total + expanded.Length()));

@@ -4,9 +4,11 @@
 // matched. Patterns are PCRE2 patterns (see rgx_pcre.h) of at most 15 groups; a match that sets
 // a sixteenth throws ZORBasExecException with error 0.
 //
-// Costs: a cached match is a lookup in the cache's digital tree, one engine call and the
-// iterator's two small blocks; rgx_matchNC compiles every time. split and subn match each tail
-// in place (no copy of the tail), so they are linear in the text and the number of matches.
+// Costs: a cached match is a compare with the calling thread's last pattern (a lookup in the
+// cache's digital tree when it differs) and one engine call; the iterator holds its offsets inline
+// and shares a cow_String subject, so it allocates nothing then. rgx_matchNC compiles every time.
+// split and subn match each tail in place (no copy of the tail), so they are linear in the text and
+// the number of matches.
 //
 // Kept on purpose, though they look like faults: rgx_split drops leading and repeated empty
 // fields but keeps a trailing one; rgx_split and rgx_subn match every tail on its own, so `^`
@@ -55,7 +57,7 @@ class ZORBAS_API rgx_ReCompileCache : public mem_AllocationOperators {
     bool IsFull() const;
     // Size over capacity as a fraction in [0, 1] (0.0 for capacity 0), not a percentage.
     double PercentFull() const;
-    ~rgx_ReCompileCache() = default;
+    ~rgx_ReCompileCache();
 
   private:
     friend class ZORBasAtiGlobalSingleton<rgx_ReCompileCache>;
@@ -72,10 +74,24 @@ class ZORBAS_API rgx_ReCompileCache : public mem_AllocationOperators {
 // group k. A group that took no part has negative offsets and gives the empty string.
 class ZORBAS_API rgx_ReIterator {
   public:
-    rgx_ReIterator();
-    rgx_ReIterator(const rgx_ReIterator&) = default;
-    rgx_ReIterator& operator=(const rgx_ReIterator&) = default;
-    rgx_ReIterator& operator=(rgx_ReIterator&&) = default;
+    rgx_ReIterator() : position(0), groupCount(0), matched(0) {}
+    // Copies carry the pairs in use only.
+    rgx_ReIterator(const rgx_ReIterator& other)
+        : subject(other.subject),
+          position(other.position),
+          groupCount(other.groupCount),
+          matched(other.matched) {
+        CopyPairs(other);
+    }
+    rgx_ReIterator& operator=(const rgx_ReIterator& other) {
+        subject = other.subject;
+        position = other.position;
+        groupCount = other.groupCount;
+        matched = other.matched;
+        CopyPairs(other);
+        return *this;
+    }
+    rgx_ReIterator& operator=(rgx_ReIterator&& other) { return *this = other; }
 
     int operator!() const { return !matched; }
     operator int() const { return matched; }
@@ -87,8 +103,8 @@ class ZORBAS_API rgx_ReIterator {
     }
     bool IsDone() const { return position / 2 == groupCount; }
     // Offsets of the current group; an empty iterator ends the program here (bounds check).
-    int Start() const { return offsets.ConstGet(position); }
-    int End() const { return offsets.ConstGet(position + 1); }
+    int Start() const { return Offset(position); }
+    int End() const { return Offset(position + 1); }
     cow_String String() const;
     // The current group's text as a group reference: "&" 0, "'" -1, "`" -2, else atoi.
     int StringAsGroupNum() const;
@@ -102,11 +118,24 @@ class ZORBAS_API rgx_ReIterator {
     rgx_ReIterator(const cow_String& subject, const int* offsets, int groups);
 
   private:
+    // The pairs live inline: the engine never sets more than kMaxPairs (a match that would throws
+    // before an iterator is made), and a match then costs no block from the tracked heap. Only the
+    // first 2 x groupCount entries are meaningful; an index past them aborts, as a list would.
+    static constexpr int kMaxPairs = 16;
+    int Offset(int i) const {
+        if (static_cast<unsigned>(i) >= static_cast<unsigned>(2 * groupCount)) OutOfRange();
+        return offsets[i];
+    }
+    [[noreturn]] static void OutOfRange();
+    void CopyPairs(const rgx_ReIterator& other) {
+        for (int i = 0; i < 2 * groupCount; ++i) offsets[i] = other.offsets[i];
+    }
+
     cow_String subject;
     int position;
-    cow_List<int> offsets;
     int groupCount;
     int matched;
+    int offsets[2 * kMaxPairs];
 };
 
 ZORBAS_API rgx_ReIterator rgx_match(const cow_String& pattern, const char* subject);

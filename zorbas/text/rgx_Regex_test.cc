@@ -124,6 +124,51 @@ TEST_F(RgxCache, ABadPatternThrowsTheEnginesTextAndAddsNothing) {
     EXPECT_DOUBLE_EQ(Fill(), 0.01);
 }
 
+// A thread's repeated pattern skips the cache's lookup; these check that the skip answers what
+// the lookup would, even after the block it remembered was evicted or the cache ended.
+TEST_F(RgxCache, ARepeatedPatternStillFollowsEvictionAndTheCachesEnd) {
+    auto pattern = [](int i) { return cow_String(("(q)" + std::to_string(i)).c_str()); };
+    // Fills the cache, matches `last` so that this thread remembers it, then evicts half through
+    // a path that does not change what the thread remembers.
+    auto fillThenEvict = [&](int last) {
+        for (int i = 0; i < 100; ++i) rgx_match(pattern(i), "x");
+        rgx_match(pattern(last), "x");
+        EXPECT_EQ(rgx_split("another", "x").Length(), 1);
+        ASSERT_DOUBLE_EQ(Fill(), 0.51);
+    };
+    fillThenEvict(0);
+    int evicted = -1;  // the eviction order is the map's, so find one key it drops
+    for (int i = 0; i < 100 && evicted < 0; ++i) {
+        rgx_match(pattern(i), "x");
+        if (Fill() > 0.51) evicted = i;
+    }
+    ASSERT_GE(evicted, 0);
+
+    Cache::Finalize();
+    fillThenEvict(evicted);
+    rgx_match(pattern(evicted), "x");  // gone from the cache: compiled and inserted again
+    EXPECT_DOUBLE_EQ(Fill(), 0.52);
+    rgx_ReIterator it = rgx_match(pattern(evicted), ("q" + std::to_string(evicted)).c_str());
+    ASSERT_TRUE(it);
+    it.Second();
+    EXPECT_EQ(S(it.String()), "q");
+
+    Cache::Finalize();  // a new cache learns the remembered pattern again
+    rgx_match(pattern(evicted), "x");
+    EXPECT_DOUBLE_EQ(Fill(), 0.01);
+}
+
+TEST_F(RgxCache, PatternsOfOneLengthOrWithANulAreToldApart) {
+    EXPECT_TRUE(rgx_match("a(b)", "abc"));
+    EXPECT_FALSE(rgx_match("a(d)", "abc"));
+    EXPECT_TRUE(rgx_match("a(b)", "abc"));
+    cow_String withNul("a(b)|c");
+    withNul[4] = '\0';
+    EXPECT_FALSE(rgx_match(withNul, "c"));  // the key is "a(b)", which c does not match
+    EXPECT_TRUE(rgx_match("a(b)|c", "c"));
+    EXPECT_DOUBLE_EQ(Fill(), 0.03);
+}
+
 TEST(RgxLifecycleDeathTest, TheLibrarysLastEndDropsTheCache) {
     EXPECT_EXIT(
         {
@@ -190,8 +235,32 @@ TEST(RgxMatch, NoMatchIsTheEmptyIteratorAndASubjectEndsAtItsFirstNul) {
     EXPECT_EQ(S(head.NthString(-1)), "");  // the subject it keeps ends at the NUL too
 }
 
-TEST(RgxMatchDeathTest, OffsetsOfTheEmptyIteratorAreOutOfRange) {
+TEST(RgxMatchDeathTest, OffsetsPastTheGroupsAreOutOfRange) {
     EXPECT_DEATH(rgx_match("q", "abc").Start(), "");
+    rgx_ReIterator whole = rgx_match("b", "abc");
+    whole.Second();  // done: the cursor is past the one pair
+    EXPECT_DEATH(whole.End(), "");
+    rgx_ReIterator copy = whole;
+    EXPECT_DEATH(copy.Start(), "");
+}
+
+TEST(RgxMatch, CopiesAndAssignmentsKeepEveryGroupOfAFullMatch) {
+    std::string pattern, subject;
+    for (int i = 0; i < 15; ++i) {
+        pattern += "(.)";
+        subject += static_cast<char>('a' + i);
+    }
+    rgx_ReIterator copy;
+    {
+        rgx_ReIterator it = rgx_match((pattern + "$").c_str(), ("-" + subject).c_str());
+        ASSERT_TRUE(it);
+        copy = it;
+    }
+    rgx_ReIterator second(copy);
+    copy = rgx_match("z", "z");
+    EXPECT_EQ(S(copy.NthString(1)), "");
+    for (int g = 1; g <= 15; ++g) EXPECT_EQ(S(second.NthString(g)), subject.substr(g - 1, 1)) << g;
+    EXPECT_EQ(S(second.NthString(-2)), "-");
 }
 
 TEST(RgxMatch, MoreThanFifteenGroupsFailSafely) {
