@@ -11,8 +11,8 @@ foreach(header VLDZORBasShared.h zorbas/cow/cow_String.h companions/alloc/mem_Ma
         message(FATAL_ERROR "installed tree lacks include/${header}")
     endif()
 endforeach()
-# Only public headers: no test or benchmark helper, nothing that needs a test framework, and no
-# folder left empty.
+# Only public headers (and the Fortran module the Fortran interface installs): no test or benchmark
+# helper, nothing that needs a test framework, and no folder left empty.
 file(GLOB_RECURSE installed LIST_DIRECTORIES true RELATIVE ${prefix}/include ${prefix}/include/*)
 foreach(entry ${installed})
     set(path ${prefix}/include/${entry})
@@ -21,7 +21,7 @@ foreach(entry ${installed})
         if(NOT content)
             message(FATAL_ERROR "installed tree has an empty folder include/${entry}")
         endif()
-    elseif(entry MATCHES "(_test|_benchmark)[^/]*$" OR NOT entry MATCHES "\\.h$")
+    elseif(entry MATCHES "(_test|_benchmark)[^/]*$" OR NOT entry MATCHES "(\\.h|^fortran/.*\\.mod)$")
         message(FATAL_ERROR "installed tree has a file that is no public header: include/${entry}")
     else()
         file(STRINGS ${path} framework REGEX "#include <(gtest|gmock|benchmark)/")
