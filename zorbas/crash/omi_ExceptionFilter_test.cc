@@ -44,6 +44,7 @@ TEST(FaultPath, AccessViolationLeavesTheDumpTextUnderEitherInstaller) {
 }
 
 TEST(FaultPath, DivisionByZeroAndWorkerThreadFaultsNameTheirCause) {
+    ZORBAS_SKIP_FAULT_CHILD_UNDER_SANITIZERS();
     ChildRun fpe = RunChild({"std", "fpe"});
     EXPECT_TRUE(fpe.Signaled(SIGFPE)) << fpe.Describe();
     EXPECT_NE(fpe.File(DumpName(fpe)).find("Arithmetic exception: an integer division by zero"),
@@ -58,6 +59,7 @@ TEST(FaultPath, DivisionByZeroAndWorkerThreadFaultsNameTheirCause) {
 }
 
 TEST(FaultPath, StackOverflowWritesTheReportItsCopyAndTheAppendedStack) {
+    ZORBAS_SKIP_FAULT_CHILD_UNDER_SANITIZERS();
     ChildRun run = RunChild({"std", "stack", "--job", "plate"});
     SCOPED_TRACE(run.Describe());
     EXPECT_TRUE(run.Signaled(SIGSEGV));
@@ -83,6 +85,7 @@ TEST(FaultPath, StackOverflowWritesTheReportItsCopyAndTheAppendedStack) {
 }
 
 TEST(SignalPath, EachHandlerPrintsItsTextReportsAndEndsByTheSignal) {
+    ZORBAS_SKIP_FAULT_CHILD_UNDER_SANITIZERS();
     struct Case {
         const char* installer;
         const char* action;
@@ -126,6 +129,7 @@ TEST(SignalPath, EachHandlerPrintsItsTextReportsAndEndsByTheSignal) {
 }
 
 TEST(Switches, DebugAndBatchVariablesFollowTheOrderOfEvents) {
+    ZORBAS_SKIP_FAULT_CHILD_UNDER_SANITIZERS();
     // Plain installer with a debug popup: the same files, then the system's handling.
     ChildRun popup = RunChild({"plain", "segv"}, {{"VEL_DEBUG_POPUP", "1"}});
     EXPECT_TRUE(popup.Signaled(SIGSEGV)) << popup.Describe();
@@ -252,6 +256,7 @@ TEST(OnDemandStack, DumpsTheCallerWhenSwitchedOnAndGoesOn) {
 }
 
 TEST(FloatingPointGate, DivisionByZeroTrapsOnlyAfterGlobalEnable) {
+    ZORBAS_SKIP_FAULT_CHILD_UNDER_SANITIZERS();
     ChildRun trapped = RunChild({"none", "fpdiv"}, {{"GLOBAL_ENABLE_FPE", "TRUE"}});
     EXPECT_TRUE(trapped.Signaled(SIGFPE)) << trapped.Describe();
     ChildRun masked = RunChild({"none", "fpdiv"});

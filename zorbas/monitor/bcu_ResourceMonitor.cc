@@ -50,6 +50,12 @@ unsigned long long ProcValue(const char* text, const char* key) {
     return std::strtoull(at, nullptr, 10);
 }
 
+// The row's sizes are 32-bit counts of KB; a larger one (a sanitizer's shadow memory reserves
+// terabytes) reads as the largest count rather than wrapping round.
+int32_t Kilobytes32(unsigned long long kb) {
+    return kb > 0x7FFFFFFFull ? 0x7FFFFFFF : static_cast<int32_t>(kb);
+}
+
 bool IsRunStart(const cow_String& phase) { return phase == "pre" || phase == "RunSolver"; }
 
 // The pieces of the header line, written without separators between them.
@@ -314,9 +320,9 @@ int bcu_ResourceMonitor::nt_getrusage(int, a_nt_rusage* usage) {
     usage->totalCpu = usage->userCpu + usage->systemCpu;
     char text[4096];
     if (ReadProcFile("/proc/self/status", text, sizeof text) > 0) {
-        usage->peakWorkingSet = static_cast<int32_t>(ProcValue(text, "VmHWM"));
-        usage->workingSet = static_cast<int32_t>(ProcValue(text, "VmRSS"));
-        usage->peakPageFile = static_cast<int32_t>(ProcValue(text, "VmPeak"));
+        usage->peakWorkingSet = Kilobytes32(ProcValue(text, "VmHWM"));
+        usage->workingSet = Kilobytes32(ProcValue(text, "VmRSS"));
+        usage->peakPageFile = Kilobytes32(ProcValue(text, "VmPeak"));
     }
     rusage ru{};
     getrusage(RUSAGE_SELF, &ru);
